@@ -1,0 +1,256 @@
+#include "scdb/macros.hpp"
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+#include <link.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <regex>
+
+namespace scdb {
+namespace {
+
+constexpr std::array<std::string_view, 7> PREFIXES{"cp", "cpj", "ma", "sc", "xb", "io", "sp"};
+
+constexpr bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+constexpr bool is_upper_hex(char c) {
+  return is_digit(c) || (c >= 'A' && c <= 'F');
+}
+
+/// What the dynamic section of a loaded object says of its symbols.
+struct DynamicSymbols {
+  const ElfW(Sym) *symbols = nullptr;
+  const char *strings = nullptr;
+  std::size_t count = 0;
+};
+
+/// Pointers in a dynamic section have been relocated by the loader, except in objects that the kernel supplies.
+template <class T>
+const T *at(ElfW(Addr) base, ElfW(Addr) value) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader hands out addresses as integers.
+  return reinterpret_cast<const T *>(value < base ? base + value : value);
+}
+
+/// The number of symbols is not stored when an object has only a GNU hash table: it ends the chain of the last bucket.
+std::size_t count_by_gnu_hash(const std::uint32_t *table) {
+  const std::uint32_t buckets = table[0];
+  const std::uint32_t first = table[1];
+  const std::uint32_t bloom_words = table[2];
+  const std::uint32_t *bucket = table + 4 + bloom_words * (sizeof(ElfW(Addr)) / sizeof(std::uint32_t));
+  const std::uint32_t *chain = bucket + buckets;
+  std::uint32_t last = 0;
+  for (std::uint32_t i = 0; i < buckets; ++i)
+    last = std::max(last, bucket[i]);
+  if (last < first)
+    return first;
+  while ((chain[last - first] & 1) == 0)
+    ++last;
+  return last + 1;
+}
+
+DynamicSymbols dynamic_symbols(const dl_phdr_info &object) {
+  DynamicSymbols found;
+  const std::span headers{object.dlpi_phdr, object.dlpi_phnum};
+  for (const ElfW(Phdr) & header : headers) {
+    if (header.p_type != PT_DYNAMIC)
+      continue;
+    for (const ElfW(Dyn) *entry = at<ElfW(Dyn)>(0, object.dlpi_addr + header.p_vaddr); entry->d_tag != DT_NULL;
+         ++entry) {
+      const ElfW(Addr) value = entry->d_un.d_ptr;
+      switch (entry->d_tag) {
+        case DT_SYMTAB:
+          found.symbols = at<ElfW(Sym)>(object.dlpi_addr, value);
+          break;
+        case DT_STRTAB:
+          found.strings = at<char>(object.dlpi_addr, value);
+          break;
+        case DT_HASH:
+          found.count = at<std::uint32_t>(object.dlpi_addr, value)[1];
+          break;
+        case DT_GNU_HASH:
+          if (found.count == 0)
+            found.count = count_by_gnu_hash(at<std::uint32_t>(object.dlpi_addr, value));
+          break;
+        default:
+          break;
+      }
+    }
+  }
+  return found;
+}
+
+/// The text "MACRO: NAME (" and on to the end of its string, somewhere in the object's read-only memory.
+std::string find_identification(const dl_phdr_info &object, std::string_view name) {
+  const std::string wanted = fmt::format("MACRO: {} (", name);
+  for (const ElfW(Phdr) & header : std::span{object.dlpi_phdr, object.dlpi_phnum}) {
+    if (header.p_type != PT_LOAD || (header.p_flags & (PF_R | PF_W)) != PF_R)
+      continue;
+    const std::string_view memory{at<char>(0, object.dlpi_addr + header.p_vaddr), header.p_filesz};
+    const std::size_t start = memory.find(wanted);
+    if (start != std::string_view::npos)
+      return std::string(memory.substr(start, memory.find('\0', start) - start));
+  }
+  return {};
+}
+
+/// The macros of one loaded object, by name.
+void collect(const dl_phdr_info &object, std::vector<Macro> &macros) {
+  const DynamicSymbols table = dynamic_symbols(object);
+  if (table.symbols == nullptr || table.strings == nullptr)
+    return;
+  const std::size_t first = macros.size();
+  for (const ElfW(Sym) & symbol : std::span{table.symbols, table.count}) {
+    if ((symbol.st_info & 0xF) != STT_FUNC || symbol.st_shndx == SHN_UNDEF)
+      continue;
+    const std::string_view name = table.strings + symbol.st_name;
+    const std::optional<MacroName> parts = parse_macro_name(name);
+    if (!parts)
+      continue;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the symbol table holds addresses as integers.
+    auto *entry = reinterpret_cast<macro_entry *>(object.dlpi_addr + symbol.st_value);
+    macros.push_back(
+        {std::string(name), parts->number, parts->variant, entry, object.dlpi_name, find_identification(object, name)});
+  }
+  std::ranges::sort(macros.begin() + static_cast<std::ptrdiff_t>(first), macros.end(), {}, &Macro::name);
+}
+
+/// The macros that were found, and the loader's count of loaded and unloaded objects at that time.
+struct Found {
+  std::vector<Macro> macros;
+  std::vector<const Macro *> by_number;  ///< the first of each number
+  unsigned long long loaded = 0;
+  unsigned long long unloaded = 0;
+};
+
+int visit(dl_phdr_info *object, std::size_t /*size*/, void *argument) {
+  auto &found = *static_cast<Found *>(argument);
+  if (found.loaded == object->dlpi_adds && found.unloaded == object->dlpi_subs)
+    return 1;  // nothing has changed since: stop here
+  collect(*object, found.macros);
+  return 0;
+}
+
+int note_counts(dl_phdr_info *object, std::size_t /*size*/, void *argument) {
+  auto &found = *static_cast<Found *>(argument);
+  found.loaded = object->dlpi_adds;
+  found.unloaded = object->dlpi_subs;
+  return 1;
+}
+
+/// Reads the symbol tables anew when the loader has loaded or unloaded something.
+const Found &found() {
+  static Found now;
+  Found fresh;
+  fresh.loaded = now.loaded;
+  fresh.unloaded = now.unloaded;
+  if (dl_iterate_phdr(visit, &fresh) != 0)
+    return now;
+  dl_iterate_phdr(note_counts, &fresh);
+  now = std::move(fresh);
+  for (const Macro &macro : now.macros)
+    now.by_number.push_back(&macro);
+  // Stable: of several macros of a number, the first library's comes first, then the lowest variant.
+  std::ranges::stable_sort(now.by_number, {}, [](const Macro *macro) { return macro->number; });
+  return now;
+}
+
+/// As root, a file that somebody else can change is not loaded: neither the file nor its folder may be open to others
+/// than root and the owner of this library.
+void refuse_if_others_may_write(const std::filesystem::path &path) {
+  if (geteuid() != 0)
+    return;
+  Dl_info own{};
+  struct stat trusted {};
+  if (dladdr(&_RETURN, &own) == 0 || stat(own.dli_fname, &trusted) != 0)
+    trusted.st_uid = 0;
+  for (const std::filesystem::path &place : {path, path.parent_path()}) {
+    struct stat status {};
+    if (stat(place.c_str(), &status) != 0)
+      throw LibraryError(fmt::format("{}: {}", place.string(), std::strerror(errno)));
+    const bool sticky_folder = S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0;
+    const bool open_to_others = (status.st_mode & S_IWOTH) != 0 && !sticky_folder;
+    const bool open_to_group = (status.st_mode & S_IWGRP) != 0 && status.st_gid != 0 && !sticky_folder;
+    const bool foreign = status.st_uid != 0 && status.st_uid != trusted.st_uid;
+    if (open_to_others || open_to_group || foreign)
+      throw LibraryError(
+          fmt::format("{}: others than root may write {}, so it is not loaded as root; take their right away with "
+                      "chown root and chmod go-w",
+                      path.string(), place == path ? "this library" : "the folder of this library"));
+  }
+}
+
+}  // namespace
+
+LibraryError::~LibraryError() = default;
+
+std::optional<MacroName> parse_macro_name(std::string_view name) {
+  // "cp_9A10_0101": a prefix, then ten characters.
+  constexpr std::size_t TAIL = 10;
+  if (name.size() <= TAIL)
+    return std::nullopt;
+  const std::string_view prefix = name.substr(0, name.size() - TAIL);
+  const std::string_view tail = name.substr(prefix.size());
+  if (std::ranges::find(PREFIXES, prefix) == PREFIXES.end() || tail[0] != '_' || tail[5] != '_'
+      || !std::ranges::all_of(tail.substr(1, 4), is_upper_hex) || !std::ranges::all_of(tail.substr(6), is_digit))
+    return std::nullopt;
+  MacroName parts{prefix, 0, 0};
+  for (const char c : tail.substr(1, 4))
+    parts.number = parts.number * 16 + static_cast<unsigned>(is_digit(c) ? c - '0' : c - 'A' + 10);
+  for (const char c : tail.substr(6))
+    parts.variant = parts.variant * 10 + static_cast<unsigned>(c - '0');
+  return parts;
+}
+
+std::optional<Identification> parse_identification(std::string_view text) {
+  static const std::regex form(R"(MACRO: (\S+) \((\d{4})\)  (\d{4}\.\d{2}\.\d{2}) (\d{2}:\d{2}:\d{2})  (\S+) (.*))");
+  std::cmatch match;
+  if (!std::regex_match(text.begin(), text.end(), match, form))
+    return std::nullopt;
+  const auto field = [&match](std::size_t i) { return std::string_view{match[i].first, match[i].second}; };
+  return Identification{field(1), field(2), field(3), field(4), field(5), field(6)};
+}
+
+void load_macro_library(const std::string &path) {
+  std::error_code error;
+  const std::filesystem::path file = std::filesystem::canonical(path, error);
+  if (error)
+    throw LibraryError(fmt::format("{}: {}", path, error.message()));
+  refuse_if_others_may_write(file);
+  void *library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr)
+    throw LibraryError(fmt::format("cannot load macro library {}", dlerror()));
+  const auto has_macros = [&file](const Macro &macro) {
+    std::error_code unknown;
+    return std::filesystem::equivalent(macro.library, file, unknown);
+  };
+  if (std::ranges::none_of(macros(), has_macros)) {
+    dlclose(library);
+    throw LibraryError(fmt::format("{}: exports no macro (a name such as cp_9A10_0101)", path));
+  }
+}
+
+std::span<const Macro> macros() {
+  return found().macros;
+}
+
+const Macro *find_macro(std::string_view name) {
+  const std::span<const Macro> all = macros();
+  const auto macro = std::ranges::find(all, name, &Macro::name);
+  return macro != all.end() ? &*macro : nullptr;
+}
+
+const Macro *find_macro(unsigned number) {
+  const std::vector<const Macro *> &all = found().by_number;
+  const auto macro = std::ranges::lower_bound(all, number, {}, [](const Macro *row) { return row->number; });
+  return macro != all.end() && (*macro)->number == number ? *macro : nullptr;
+}
+
+}  // namespace scdb

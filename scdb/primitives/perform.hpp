@@ -1,0 +1,71 @@
+#pragma once
+
+#include <array>
+
+#include "scdb/context.hpp"
+#include "scdb/record.hpp"
+
+/// What every primitive has in common: observers are asked and told, a failure goes into the status cell and the error
+/// record, and the result of a failed primitive is 0.
+namespace scdb {
+
+/// Whom a primitive tells of its failure.
+struct Report {
+  macro_word *ret;      ///< status cell; null means the process-wide one
+  macro_word *err;      ///< error record, or null
+  macro_word code = 0;  ///< word 2 of the record
+};
+
+inline void report(const Report &to, Primitive primitive, const Outcome &outcome) {
+  *(to.ret != nullptr ? to.ret : &_RETURN) = MACRO_FAILED;
+  write_failure(to.err, {primitive, to.code, outcome});
+}
+
+/// The first observer that makes a call fail decides the reason.
+[[nodiscard]] Reason ask_observers(const Call &call);
+void tell_observers(const Call &call, const CallResult &result);
+
+/// Runs the body of a primitive: `Outcome body(macro_word &value)`, told to observers as `Call describe()`.
+/// `describe` runs only when somebody observes.
+template <class Describe, class Body>
+CallResult perform(Primitive primitive, const Report &to, Describe &&describe, Body &&body) {
+  CallResult result;
+  if (context.observers.empty()) [[likely]] {
+    result.outcome = body(result.value);
+    if (!result.outcome.ok()) [[unlikely]] {
+      result.value = 0;
+      report(to, primitive, result.outcome);
+    }
+    return result;
+  }
+  describe([&](Call call) {
+    call.primitive = primitive;
+    call.depth = context.depth;
+    if (const Reason reason = ask_observers(call); reason != Reason::none)
+      result.outcome = Outcome::failure(reason);
+    else
+      result.outcome = body(result.value);
+    if (!result.outcome.ok()) {
+      result.value = 0;
+      report(to, primitive, result.outcome);
+    }
+    tell_observers(call, result);
+  });
+  return result;
+}
+
+/// Describes a call by its operands and, where it has them, its unit words.
+template <std::size_t N>
+[[nodiscard]] auto operands(std::array<Operand, N> list, const Unit *unit = nullptr) {
+  return [list, unit](auto &&go_on) {
+    Call call{};
+    call.operands = list;
+    if (unit != nullptr) {
+      call.unit = *unit;
+      call.has_unit = true;
+    }
+    go_on(call);
+  };
+}
+
+}  // namespace scdb

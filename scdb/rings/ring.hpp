@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "libscfjtag.h"
+
+/// Ring bit addresses, and bit fields of scan buffers.
+///
+/// A ring bit address is a word: the position within the ring in bits 0-18, the ring code in bits 19-27, the run length
+/// minus 1 in bits 28-31 (bit 0 = least significant).  A run goes from its position towards higher positions, its first
+/// bit taking the most significant bit handed out.
+namespace scdb {
+
+/// Ring bits in a scan buffer.
+inline constexpr std::size_t SCANBUFFER_BITS = std::size_t{SCANBUFFER_WORDS} * 32;
+
+/// Buffer words that a ring of this many bits covers.
+[[nodiscard]] constexpr std::size_t words_for(std::size_t bits) {
+  return (bits + 31) / 32;
+}
+
+/// A ring bit address taken apart.
+struct RingBits {
+  unsigned position;  ///< of the first bit, 0 to 0x7FFFF
+  unsigned ring;      ///< ring code, 0 to 0x1FF
+  unsigned length;    ///< bits in the run, 1 to 16
+};
+
+[[nodiscard]] constexpr RingBits take_apart(macro_word address) {
+  return {address & 0x7FFFF, address >> 19 & 0x1FF, (address >> 28) + 1};
+}
+
+[[nodiscard]] constexpr macro_word put_together(const RingBits &bits) {
+  return macro_word{bits.length - 1} << 28 | macro_word{bits.ring} << 19 | bits.position;
+}
+
+/// Bits `position` to `position + length - 1` of a buffer as a number, the first bit most significant.
+/// @param length 1 to 32; the field lies within the buffer.
+[[nodiscard]] constexpr macro_word get_field(const macro_word *buffer, unsigned position, unsigned length) {
+  const unsigned word = position / 32;
+  const unsigned end = position % 32 + length;
+  std::uint64_t window = std::uint64_t{buffer[word]} << 32;
+  if (end > 32)
+    window |= buffer[word + 1];
+  return static_cast<macro_word>(window >> (64 - end) & ((std::uint64_t{1} << length) - 1));
+}
+
+/// The reverse.
+/// @param field its lowest `length` bits are used.
+constexpr void put_field(macro_word *buffer, unsigned position, unsigned length, macro_word field) {
+  const unsigned word = position / 32;
+  const unsigned end = position % 32 + length;
+  const std::uint64_t ones = ((std::uint64_t{1} << length) - 1) << (64 - end);
+  const std::uint64_t bits = std::uint64_t{field} << (64 - end) & ones;
+  buffer[word] = (buffer[word] & ~static_cast<macro_word>(ones >> 32)) | static_cast<macro_word>(bits >> 32);
+  if (end > 32)
+    buffer[word + 1] = (buffer[word + 1] & ~static_cast<macro_word>(ones)) | static_cast<macro_word>(bits);
+}
+
+/// Puts the bits of `packed`, from its most significant down, into the bits that the addresses name.
+void insert_bits(macro_word *buffer, std::span<const macro_word> addresses, macro_word packed);
+
+/// The bits that the addresses name, packed from the most significant bit down, 0 after the last.
+[[nodiscard]] macro_word extract_bits(const macro_word *buffer, std::span<const macro_word> addresses);
+
+/// Bits of `value` under `mask`, moved together at the most significant end.
+[[nodiscard]] macro_word pack(macro_word value, macro_word mask);
+
+/// The reverse: the most significant bits of `packed` spread to the bits of `mask`, all others 0.
+[[nodiscard]] macro_word spread(macro_word packed, macro_word mask);
+
+}  // namespace scdb
