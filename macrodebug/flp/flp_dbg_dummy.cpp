@@ -1,0 +1,3 @@
+#include "frame/frame.hpp"
+
+PLACEHOLDER_ENTRY(flp_dbg_dummy)

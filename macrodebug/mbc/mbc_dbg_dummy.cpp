@@ -1,0 +1,3 @@
+#include "frame/frame.hpp"
+
+PLACEHOLDER_ENTRY(mbc_dbg_dummy)

@@ -1,0 +1,3 @@
+#include "frame/frame.hpp"
+
+PLACEHOLDER_ENTRY(scf_dbg_dummy)
