@@ -20,6 +20,9 @@
 extern "C" {
 #endif
 
+/* What is declared here is offered to other shared objects, however hidden everything else is. */
+#pragma GCC visibility push(default)
+
 /** The macro language's one data type, a 32-bit unsigned word. */
 typedef uint32_t macro_word;
 
@@ -206,6 +209,8 @@ void lmcr_wait(macro_word units);
  */
 typedef int macro_entry(macro_word _UNIT_TYPE, macro_word _UNIT_NO, const macro_word *_MRING, macro_word _RW,
                         const macro_word *_PARA, macro_word *_DATA, macro_word *_ERR, macro_word *_EXP);
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }
