@@ -1,0 +1,94 @@
+#pragma once
+
+#include <algorithm>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include <fmt/format.h>
+#include <toml++/toml.h>
+
+#include "server/chip.hpp"
+#include "server/description.hpp"
+
+namespace server {
+
+/// A whole decimal or, after 0x, hexadecimal number.
+[[nodiscard]] std::optional<macro_word> number_in(std::string_view text);
+
+/// Takes a description's text apart.  Every complaint names the place, what is wrong there and what would be right.
+class Reader {
+ public:
+  Reader(const std::string &origin, Description &into, unsigned depth) : origin_{origin}, into_{into}, depth_{depth} {}
+
+  void read(std::string_view text);
+
+ private:
+  using Kind = scdb::ChipKindInfo;
+
+  [[nodiscard]] std::string where(const toml::source_position &at) const {
+    return fmt::format("{}:{}:{}", origin_, at.line, at.column);
+  }
+  [[nodiscard]] std::string where(const toml::node &node) const { return where(node.source().begin); }
+  [[noreturn]] void fail(const toml::node &node, const std::string &message) const {
+    throw scdb::MachineError(fmt::format("{}: {}", where(node), message));
+  }
+
+  /// Refuses keys that are not in the list.
+  void check_keys(const toml::table &table, std::span<const std::string_view> accepted) const {
+    for (const auto &[key, node] : table)
+      if (std::ranges::find(accepted, key.str()) == accepted.end())
+        throw scdb::MachineError(fmt::format("{}: unknown key '{}'; accepted here: {}", where(key.source().begin),
+                                             key.str(), fmt::join(accepted, ", ")));
+  }
+
+  [[nodiscard]] std::int64_t integer(const toml::node &node, std::string_view what, std::int64_t least,
+                                     std::int64_t most) const {
+    const toml::value<std::int64_t> *value = node.as_integer();
+    if (value == nullptr || value->get() < least || value->get() > most)
+      fail(node, fmt::format("{} must be a whole number from {} to {}", what, least, most));
+    return value->get();
+  }
+  [[nodiscard]] macro_word word(const toml::node &node, std::string_view what) const {
+    return static_cast<macro_word>(integer(node, what, 0, MACRO_ALL));
+  }
+  [[nodiscard]] const std::string &text(const toml::node &node, std::string_view what) const {
+    const toml::value<std::string> *value = node.as_string();
+    if (value == nullptr || value->get().empty())
+      fail(node, fmt::format("{} must be a text in quotation marks", what));
+    return value->get();
+  }
+  [[nodiscard]] const toml::table &table(const toml::node &node, std::string_view what) const {
+    if (!node.is_table())
+      fail(node, fmt::format("{} must be a table", what));
+    return *node.as_table();
+  }
+  /// Calls `use` with each table of a [[list]].
+  template <class Use>
+  void each_table(const toml::node &node, std::string_view what, Use &&use) const {
+    if (!node.is_array())
+      fail(node, fmt::format("{0} must be a list of tables: write [[{0}]]", what));
+    for (const toml::node &element : *node.as_array())
+      use(table(element, what));
+  }
+
+  void read_base(const toml::node &node);
+  void read_boards(const toml::node &node);
+  void read_chips(const toml::table &table, Description::PerKind &chips) const;
+  void read_board(const toml::table &table);
+  void read_kind(const Kind &kind, const toml::table &table);
+  void read_rings(const Kind &kind, const toml::table &table);
+  void read_setting(const Selector &chips, std::string_view name, const toml::node &node);
+  void read_chip(const toml::table &table);
+  void read_fault(const toml::table &table);
+  [[nodiscard]] Selector selector(const toml::node &node) const;
+  void read_place(const toml::node &node, FaultLine &line) const;
+  void read_positions(const toml::node &node, FaultLine &line) const;
+  void read_mask(const toml::node &node, FaultLine &line) const;
+
+  const std::string &origin_;
+  Description &into_;
+  unsigned depth_;
+};
+
+}  // namespace server
