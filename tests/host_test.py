@@ -1,0 +1,235 @@
+"""mcrhost from outside: what it prints, where, and its exit status."""
+
+import json
+import os
+import re
+import shlex
+import subprocess
+import tempfile
+import unittest
+
+MACHINE = "on two-board server (simulated)"
+BAD_LIBRARY = f"--library {shlex.quote(os.environ['BAD_MACROS'])}"
+BAD = f"{BAD_LIBRARY} --unit sp:0.0"
+OK, FAILED, USAGE = 0, 1, 2
+
+# Accesses outside an area: arguments of sp_0001_0101 (direction, area, index, more) and what the report says.
+READ, WRITE = "(read of|access to)", "(write to|access to)"
+POKE_AREAS = {"_PARA": 0, "_DATA": 1, "_ERR": 2, "_EXP": 3, "_MRING": 4}
+AFTER = ", after primitive call 1, lmcr_wait"
+BREACHES = [
+    ("read", "_DATA", 8, "--data-words 8", READ, "1 word past its end (it has 8 words)" + AFTER),
+    ("write", "_DATA", 2000, "--data-words 1000", WRITE, "1001 words past its end (it has 1000 words)" + AFTER),
+    ("write", "_DATA", -1, "--data-words 1024", WRITE, "1 word before its beginning (it has 1024 words)" + AFTER),
+    ("write", "_DATA", -3, "--data-words 8", "write to", "3 words before its beginning (it has 8 words)"),
+    ("read", "_PARA", 16, "", READ, "1 word past its end (it has 16 words)" + AFTER),
+    ("write", "_PARA", 0, "", "write to", "which is read-only" + AFTER),
+    ("write", "_MRING", 15, "", "write to", "which is read-only" + AFTER),
+    ("write", "_ERR", 24, "", WRITE, "1 word past its end (it has 24 words)" + AFTER),
+    ("write", "_ERR", -1, "", "write to", "1 word before its beginning (it has 24 words)"),
+    ("write", "_EXP", 256, "", WRITE, "1 word past its end (it has 256 words)" + AFTER),
+]
+
+# What runs of other bad macros print, exactly: arguments, unit, exit status, direction and output after the header.
+RUNS = [
+    ("sp_0006 --para 5", "sp:0.0", OK, "read",
+     "     0    --------    --------    --------    --------\n"
+     "     4    --------  0x12345678\n"
+     "ok: 1 data word, 0 primitive calls\n"),
+    ("sp_0006 --rw none --para 0 -3", "sp:0.0", FAILED, "no direction",
+     "     0  0x12345678\n"
+     "failed: parameter refused: the count or length is out of range (sub-code -3), value 0x00000000\n"
+     "  record  0  0xFFFFFF9D  parameter error\n"
+     "  record  5  0xFFFFFFFD  the count or length is out of range (sub-code -3)\n"
+     "  record 10  0x00030101  board 2: cpu 0-1, sc 0, xb 0\n"),
+    # A word that the caller gave counts as written only when it changes.
+    ("sp_0006 --rw 7 --para 1 --data 1,0x12345678", "sp:0.0", OK, "rw 0x00000007", "ok: 0 data words, 0 primitive calls\n"),
+    ("sp_0005 --rw write --para 1 2", "sp:0.0", OK, "write",
+     "     0    --------    --------  0x600DCAFE\nok: 1 data word, 2 primitive calls\n"),
+    ("sp_0007 --para 0x3C", "cpu:0.0", FAILED, "read",
+     "failed: lmcr_scan, ring 0x00, cpu:0.0: the chip has no such ring (refused)\n"
+     "  record  0  0x00000003  refused\n"
+     "  record  1  0x00000004  lmcr_scan\n"
+     "  record  2  0x00000000  its code, ring, register or number\n"
+     "  record  3  0x01000000  cpu:0.0\n"
+     "  record  4  0x00000022  the chip has no such ring\n"
+     "rings left open: cpu:0.0 ring 0x3C\n"),
+]
+
+# Faults outside the areas, and inside a primitive.
+CRASHES = [
+    ("sp_0002 --para 8 --data-words 8", rf"{WRITE} _DATA\[8\], 1 word past .*, during primitive call 2, lmcr_pgen"),
+    ("sp_0003", "invalid memory access at address 0x40 outside every area of the macro, before any primitive call"),
+    ("sp_0004", "invalid memory access at address 0x[0-9A-F]+ outside every area of the macro, .*"),
+    ("sp_0005 --rw write --para 1 16384", rf"{WRITE} _DATA\[16384\], .*, after primitive call 2, lmcr_wait"),
+]
+
+# Wrong input: one line on standard error, with what was wrong and what would be right.
+NO_SUCH_CPU = "this machine has no such cpu; it has cpu:0-1.0-1"
+MISUSES = [
+    ("", "a command is missing; the commands are list, run"),
+    ("lst", "there is no command 'lst'; the commands are list, run"),
+    ("run --unit cpu", "MACRO is required ('mcrhost run --help' shows the options)"),
+    ("run cp_9A10_0101", "the unit to run cp_9A10_0101 on is missing; give it as, for example, --unit cpu:0.0"),
+    ("run cp_9A1O --unit cpu", "there is no macro 'cp_9A1O'; the nearest: cp_9A10_0101, cp_9A11_0101, cp_9A12_0101"),
+    ("run q --unit cpu", "there is no macro 'q'; 'mcrhost list' shows those there are"),
+    (f"run 9 {BAD}", "there is no macro '9'; 'mcrhost list' shows those there are"),
+    (f"run 0009 {BAD}", "'0009' means several macros; give the whole name: sp_0009_0101, sp_0009_0102"),
+    ("run 9A10 --unit gpu:0", "unit 'gpu:0': 'gpu' is no kind of unit; the kinds are cpu, mac, sc, xb, ioc, sp "
+                              "(for example cpu:0.1, sc:0,2-3.*)"),
+    ("run 9A10 --unit cpu:2", f"unit 'cpu:2': {NO_SUCH_CPU}"),
+    ("run 9A10 --unit cpu:0.1-2", f"unit 'cpu:0.1-2': {NO_SUCH_CPU}"),
+    ("run 9A10 --unit cpu:*.3", f"unit 'cpu:*.3': {NO_SUCH_CPU}"),
+    ("run 9A10 --unit cpu:0.0+5", f"unit 'cpu:0.0+5': {NO_SUCH_CPU}"),
+    ("run 9A10 --unit xb:0.2", "unit 'xb:0.2': '2' names no chip; give a number from 0 to 1, a list such as 0,2-3, or *"),
+    ("run 9A10 --unit cpu:1-0", "unit 'cpu:1-0': '1-0' names no board; give a number from 0 to 15, a list such as "
+                                "0,2-3, or *"),
+    ("run 9A10 --unit cpu --unit-no 1", "the unit is given twice: by --unit and by --unit-type, --unit-no, --mring; "
+                                        "give one of them"),
+    ("run 9A10 --unit-type 1", "a unit in words needs both --unit-type and --unit-no; --mring names its chips"),
+    ("run 9A10 --unit cpu --rw up", "--rw: 'up' is no direction; give read (1), write (2), none (-1) or a number"),
+    ("run 9A10 --unit cpu --para 0x100000000", "--para: '0x100000000' is not a 32-bit word; give a decimal or 0x number "
+                                               "from -2147483648 to 0xFFFFFFFF"),
+    ("run 9A10 --unit cpu --data 1 2 --data-words 1", "--data-words: _DATA of 1 words does not hold the 2 words of --data"),
+    ("run 9A10 --unit cpu --trace=/no/such/file", "--trace: cannot write '/no/such/file': No such file or directory"),
+    ("run 9A10 --unit cpu --bogus", "The following argument was not expected: --bogus ('mcrhost run --help' shows the "
+                                    "options)"),
+    ("list --machine /no/such/file", None),
+    ("list --library /no/such/file", None),
+]
+
+# Units that one way or another name chips of the default machine, and the name that the report gives them.
+UNITS = [
+    ("--unit cpu", "cpu:0-1.0-1"),
+    ("--unit cpu:*", "cpu:0-1.0-1"),
+    ("--unit cpu:1", "cpu:1.0-1"),
+    ("--unit cpu:*.1", "cpu:0-1.1"),
+    ("--unit cpu:0,1.0,1", "cpu:0-1.0-1"),
+    ("--unit cpu:1.1+0.0", "cpu:0.0+1.1"),
+    ("--unit-type 1 --unit-no 3 --mring 0x10000 0x20000", "cpu:0.0+1.1"),
+    ("--unit-type 1 --unit-no 2 --mring 0x10000,0x20000", "cpu:1.1"),
+]
+
+
+def mcrhost(arguments, **settings):
+    command = [os.environ["MCRHOST"], *shlex.split(arguments)]
+    environment = {name: value for name, value in os.environ.items() if name != "MACRODEBUG_LIBRARY"} | settings
+    return subprocess.run(command, capture_output=True, text=True, check=False, env=environment)
+
+
+class Host(unittest.TestCase):
+    def expect(self, arguments, status, output=None, complaint=""):
+        """Output None is not looked at; both are compared word for word."""
+        done = mcrhost(arguments)
+        self.assertEqual((done.returncode, done.stderr), (status, complaint), done.stdout)
+        if output is not None:
+            self.assertEqual(done.stdout, output)
+        return done.stdout
+
+    def test_reports_breaches(self):
+        for direction, area, index, more, verb, what in BREACHES:
+            with self.subTest(direction=direction, area=area, index=index):
+                output = self.expect(
+                    f"run sp_0001 {BAD} --rw {direction} --para {POKE_AREAS[area]} {index} {more}", FAILED
+                )
+                self.assertRegex(output, rf"\nfailed: {verb} {re.escape(f'{area}[{index}], {what}')}\n$")
+
+    def test_reports_crashes(self):
+        for arguments, what in CRASHES:
+            with self.subTest(arguments):
+                self.assertRegex(self.expect(f"run {arguments} {BAD}", FAILED), rf"\nfailed: {what}\n$")
+
+    def test_last_words_belong_to_areas(self):
+        for area, last in (("_DATA", 7), ("_ERR", 23), ("_EXP", 255)):
+            with self.subTest(area):
+                self.expect(f"run sp_0001 {BAD} --rw write --para {POKE_AREAS[area]} {last} --data-words 8", OK)
+
+    def test_prints_runs(self):
+        for arguments, unit, status, direction, output in RUNS:
+            with self.subTest(arguments):
+                header = f"{arguments[:7]}_0101  {unit}  {direction}  {MACHINE}\n"
+                self.expect(f"run {arguments} --unit {unit} {BAD_LIBRARY}", status, header + output)
+
+    def test_refuses_wrong_input(self):
+        for arguments, complaint in MISUSES:
+            with self.subTest(arguments):
+                done = mcrhost(arguments)
+                self.assertEqual((done.returncode, done.stdout), (USAGE, ""))
+                self.assertRegex(done.stderr, r"^mcrhost: [^\n]+\n$")
+                if complaint is not None:
+                    self.assertEqual(done.stderr, f"mcrhost: {complaint}\n")
+
+    def test_understands_units(self):
+        for unit, name in UNITS:
+            with self.subTest(unit):
+                self.expect(f"run cp_9A11_0101 --rw none {unit}", OK,
+                            f"cp_9A11_0101  {name}  no direction  {MACHINE}\nok: 0 data words, 0 primitive calls\n")
+
+    def test_dumps_registers(self):
+        for name in ("cp_9A10_0101", "cp_9a10", "9A10", "0x9a10"):
+            with self.subTest(name):
+                output = self.expect(f"run {name} --unit cpu:0.0", OK)
+                rows = r"(  +\d+(  0x[0-9A-F]{8}){4}\n){12}"
+                self.assertRegex(output, rf"^cp_9A10_0101  cpu:0\.0  read  {re.escape(MACHINE)}\n"
+                                         rf"{rows}ok: 48 data words, \d+ primitive calls\n$")
+
+    def test_json_says_what_the_text_says(self):
+        text = self.expect("run 9A10 --unit cpu:1.1", OK)
+        run = json.loads(self.expect("run 9A10 --unit cpu:1.1 --json", OK))
+        self.assertEqual(run["data"], re.findall(r"  (0x[0-9A-F]{8})", text))
+        self.assertEqual((run["ok"], run["macro"], run["unit"]["name"]), (True, "cp_9A10_0101", "cpu:1.1"))
+        self.assertEqual(run["machine"], {"name": "two-board server", "simulated": True})
+        self.assertEqual(json.loads(self.expect(f"run sp_0006 {BAD} --para 1 --json", OK))["data"], [None, "0x12345678"])
+
+    def test_dead_chip_is_named(self):
+        what = "lmcr_jtag, code 0xB0, cpu:0.0: the chip does not answer (hardware error)"
+        self.assertIn(f"\nfailed: {what}\n", self.expect("run 9A10 --unit cpu:0.0 --machine dead-chip", FAILED))
+        run = json.loads(self.expect("run 9A10 --unit cpu:0.0 --machine dead-chip --json", FAILED))
+        self.assertEqual((run["ok"], run["return"], run["result"], run["failures"]), (False, "0xFFFFFFFF", -1, [what]))
+        self.assertEqual(run["record"]["failure"]["chip"], "cpu:0.0")
+
+    def test_json_of_a_crash(self):
+        run = json.loads(self.expect(f"run sp_0002 {BAD} --para 8 --data-words 8 --json", FAILED))
+        self.assertEqual(run["crash"]["call"], {"number": 2, "primitive": "lmcr_pgen", "finished": False})
+        self.assertEqual((run["crash"]["breach"]["area"], run["crash"]["breach"]["index"], run["result"]), ("_DATA", 8, None))
+
+    def test_trace(self):
+        lines = (
+            "     1  lmcr_sin value=0xA5 mask=0xFFF 0x3C/3-1 0x3C/197 0x3D/2698+8 -> 0x00000000\n"
+            "     2  lmcr_sout mask=0xFF 0x3D/2698+8 -> 0x000000A5\n"
+        )
+        self.expect(f"run sp_0008 {BAD} --trace", OK, complaint=lines)
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "calls")
+            self.expect(f"run sp_0005 {BAD} --rw write --para 1 16384 --trace={path}", FAILED)
+            with open(path, encoding="ascii") as trace:
+                self.assertEqual(trace.read(), "     1  lmcr_maccall rw=0x2 number=0x1 on sp:0.0 -> did not return\n"
+                                               "     2    lmcr_wait units=0x1 -> 0x00000000\n")
+        failed = mcrhost("run 9A10 --unit cpu --machine dead-chip --trace").stderr.splitlines()[-1]
+        self.assertRegex(failed, r"^     2  lmcr_jtag t0=all .*code=0xB0 data=0x60000000 .*on cpu:0-1\.0-1 "
+                                 r"-> failed: the chip does not answer at cpu:0\.0$")
+
+    def test_lists_macros(self):
+        text = self.expect("list", OK)
+        self.assertRegex(text, r"\ncp_9A10_0101 +cpu +0x9A10 +\d{4} +\d{4}\.\d\d\.\d\d +libmacrodebug\.so")
+        self.assertRegex(text, r"\n\d+ macros, machine two-board server \(simulated\)\n$")
+        listed = json.loads(self.expect("list --json", OK))
+        self.assertEqual([macro["name"] for macro in listed["macros"]], re.findall(r"^\w+_[0-9A-F]{4}_\d{4}", text, re.M))
+
+    def test_finds_libraries(self):
+        bad = os.environ["BAD_MACROS"]
+        self.assertIn("sp_0001_0101", mcrhost("list", MACRODEBUG_LIBRARY=bad).stdout)
+        both = mcrhost(f"list --library {bad} --library {os.environ['MACRO_LIBRARY']}", MACRODEBUG_LIBRARY="/no").stdout
+        self.assertTrue("sp_0001_0101" in both and "cp_9A10_0101" in both)
+
+    def test_full_disk_is_reported(self):
+        for arguments in ("list", "run 9A10 --unit cpu", "--help"):
+            with self.subTest(arguments), open("/dev/full", "w", encoding="ascii") as full:
+                command = [os.environ["MCRHOST"], *arguments.split()]
+                done = subprocess.run(command, stdout=full, stderr=subprocess.PIPE, text=True, check=False)
+                complaint = "mcrhost: cannot write standard output: No space left on device\n"
+                self.assertEqual((done.returncode, done.stderr), (USAGE, complaint))
+
+
+if __name__ == "__main__":
+    unittest.main()

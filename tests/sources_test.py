@@ -1,0 +1,144 @@
+"""What the sources promise: who includes whom, headers for C and C++, and that a dropped status does not compile."""
+
+import json
+import os
+import re
+import shlex
+import unittest
+
+from project import BUILD, INCLUDE, SOURCE, run
+
+C_COMPILERS = sorted({"gcc", "clang", os.environ["CC"]})
+CPP_COMPILERS = sorted({"g++", "clang++", os.environ["CXX"]})
+PUBLIC_SCDB = {os.path.relpath(header, SOURCE) for header in os.environ["PUBLIC_HEADERS"].split(":")}
+STRICT = ("-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Werror", "-fsyntax-only")
+MACHINE_INTERFACE = {f"scdb/{name}.hpp" for name in ("machine", "export", "failure", "units")}
+
+
+def may_include(source, target):
+    """Whether one file of the project may include another; both as paths from the root."""
+    folder, *rest = source.split("/")
+    unit = target.split("/")[1] if target.startswith("macrodebug/") else None
+    return target.startswith("include/") or {
+        "include": False,
+        "macrodebug": unit == "frame" or unit == rest[0] and unit is not None,
+        "scdb": target.startswith("scdb/"),
+        "server": target.startswith("server/") or target in MACHINE_INTERFACE,
+        "host": target.startswith("host/") or target in PUBLIC_SCDB,
+    }[folder]
+
+
+def sources():
+    for folder in ("include", "macrodebug", "scdb", "server", "host"):
+        yield from (path for path in sorted((SOURCE / folder).rglob("*")) if path.suffix in (".h", ".hpp", ".cpp"))
+
+
+def resolve(source, name):
+    """The project's file that an include directive means, or None."""
+    for folder in (source.parent, SOURCE, INCLUDE, SOURCE / "macrodebug", SOURCE / "host"):
+        if (folder / name).is_file():
+            return os.path.relpath(folder / name, SOURCE)
+    return None
+
+
+class Dependencies(unittest.TestCase):
+    def test_includes_point_down(self):
+        edges = 0
+        for source in sources():
+            for bracket, name in re.findall(r'^\s*#\s*include\s*([<"])([^">]+)', source.read_text(), re.MULTILINE):
+                target = resolve(source, name)
+                path = os.path.relpath(source, SOURCE)
+                with self.subTest(source=path, include=name):
+                    self.assertFalse(bracket == '"' and target is None, "there is no such file in the project")
+                    if target is not None:
+                        edges += 1
+                        self.assertTrue(may_include(path, target), f"{path} may not include {target}")
+        self.assertGreater(edges, 50)
+
+    def test_the_rule_refuses(self):
+        for source, target in (
+            ("macrodebug/cpu/a.cpp", "macrodebug/sc/b.hpp"),
+            ("macrodebug/frame/a.hpp", "macrodebug/cpu/b.hpp"),
+            ("macrodebug/cpu/a.cpp", "scdb/units.hpp"),
+            ("scdb/a.cpp", "server/b.hpp"),
+            ("server/a.cpp", "scdb/session.hpp"),
+            ("host/a.cpp", "scdb/context.hpp"),
+            ("host/a.cpp", "server/b.hpp"),
+        ):
+            with self.subTest(source=source, target=target):
+                self.assertFalse(may_include(source, target))
+
+
+class Headers(unittest.TestCase):
+    def check(self, compilers, standard, language, headers):
+        for compiler in compilers:
+            for header in headers:
+                with self.subTest(compiler=compiler, header=header):
+                    text = f'#include "{header}"\n' * 2 + "int nothing_else;\n"
+                    paths = ("-I", INCLUDE, "-I", SOURCE)
+                    status, said = run(compiler, f"-std={standard}", *STRICT, *paths, "-x", language, "-", text=text)
+                    self.assertEqual((status, said), (0, ""))
+
+    def test_interface_headers_are_c(self):
+        self.check(C_COMPILERS, "c11", "c", ("libscfjtag.h", "macrodebug.h"))
+
+    def test_interface_headers_are_cpp(self):
+        self.check(CPP_COMPILERS, "c++20", "c++", ("libscfjtag.h", "macrodebug.h"))
+
+    def test_public_headers_stand_alone(self):
+        self.check(CPP_COMPILERS, "c++20", "c++", sorted(PUBLIC_SCDB))
+
+
+class StatusContract(unittest.TestCase):
+    """A macro that drops a status does not compile; the same macro that looks at it does."""
+
+    MACRO = """
+        #include "frame/frame.hpp"
+        namespace {
+        struct Body : frame::Frame {
+          int run() { %s return frame::DONE; }
+        };
+        }
+        MACRO_ENTRY(cp_0000_0101, Body)
+    """
+    GOOD = (
+        "if (!write(0xB0, 1)) return frame::STOPPED;",
+        "if (!read(0xB1, _DATA[0])) return frame::STOPPED;",
+        "if (!instruct(0xD8)) return frame::STOPPED;",
+        "if (!(write(0xB0, 1) && read(0xB1, _DATA[0]))) return frame::STOPPED;",
+    )
+    BAD = ("write(0xB0, 1);", "read(0xB1, _DATA[0]);", "instruct(0xD8);")
+    BAD_FOR_CLANG = ("write(0xB0, 1) && read(0xB1, _DATA[0]);",)
+
+    @staticmethod
+    def commands():
+        """How to compile a macro that comes on standard input: as the build does, and with every compiler."""
+        rows = json.loads((BUILD / "compile_commands.json").read_text())
+        row = next(row for row in rows if row["file"].endswith("macrodebug/cpu/cp_9A10_0101.cpp"))
+        words = shlex.split(row["command"])
+        own = [word for word in words[: words.index("-o")] if word != "-c"]
+        yield (*own, "-fsyntax-only", "-x", "c++", "-")
+        for compiler in CPP_COMPILERS:
+            paths = ("-I", INCLUDE, "-I", SOURCE / "macrodebug")
+            yield (compiler, "-std=c++20", *STRICT, "-ffreestanding", *paths, "-x", "c++", "-")
+
+    def compile(self, command, body):
+        return run(*command, text=self.MACRO % body)
+
+    def test_a_status_that_is_looked_at_compiles(self):
+        for command in self.commands():
+            for body in self.GOOD:
+                with self.subTest(command=command[0], body=body):
+                    self.assertEqual(self.compile(command, body), (0, ""))
+
+    def test_a_dropped_status_does_not_compile(self):
+        for command in self.commands():
+            for body in self.BAD + self.BAD_FOR_CLANG * ("clang" in command[0]):
+                with self.subTest(command=command[0], body=body):
+                    status, said = self.compile(command, body)
+                    self.assertNotEqual(status, 0)
+                    self.assertRegex(said, "unused|nodiscard")
+
+
+if __name__ == "__main__":
+    unittest.main()
