@@ -1,0 +1,11 @@
+#pragma once
+
+#include "options.hpp"
+
+/// The commands of mcrhost.  Each function adds one to the command line; when it is the one given, it sets `action`.
+namespace host {
+
+void add_list(CLI::App &app, Action &action);
+void add_run(CLI::App &app, Action &action);
+
+}  // namespace host

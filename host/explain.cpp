@@ -1,0 +1,168 @@
+#include "explain.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "macrodebug.h"
+#include "scdb/record.hpp"
+#include "words.hpp"
+
+namespace host {
+namespace {
+
+struct SubCode {
+  macro_word code;
+  std::string_view title;
+};
+constexpr std::array<SubCode, 6> SUB_CODES{{
+    {SUB_SELECTOR, "the selector is not one that the macro accepts"},
+    {SUB_SECOND, "the second value checked is out of range"},
+    {SUB_COUNT, "the count or length is out of range"},
+    {SUB_THIRD, "the third value checked is out of range, or a register does not hold what is written"},
+    {SUB_HARDWARE, "a value read from the hardware is of an unsupported kind"},
+    {SUB_FIELD, "a field inside a packed word is invalid"},
+}};
+
+std::string title_of_sub_code(macro_word code) {
+  const auto number = static_cast<std::int32_t>(code);
+  for (const SubCode &row : SUB_CODES)
+    if (row.code == code)
+      return fmt::format("{} (sub-code {})", row.title, number);
+  return fmt::format("sub-code {}", number);
+}
+
+/// The chips that a location word selects: "board 2: cpu 0-1, sc 0".
+std::string describe_location(std::size_t board, macro_word word) {
+  std::string chips;
+  macro_word unknown = word;
+  for (const scdb::ChipKindInfo &row : scdb::CHIP_KINDS) {
+    const macro_word mask = scdb::chip_mask(row.kind);
+    if ((word & mask) != 0)
+      chips +=
+          fmt::format("{}{} {}", chips.empty() ? "" : ", ", row.name, list_of_bits((word & mask) >> row.first_bit));
+    unknown &= ~mask;
+  }
+  return unknown == 0 ? fmt::format("board {}: {}", board, chips) : std::string{};
+}
+
+std::string meaning_in_parameter_record(std::size_t index, macro_word value) {
+  switch (index) {
+    case ERR_CLASS:
+      return "parameter error";
+    case ERR_SUBCODE:
+      return title_of_sub_code(value);
+    case ERR_VALUE:
+      return "offending value";
+    case ERR_CONTEXT:
+      return "second value of the check";
+    default:
+      return index >= ERR_LOCATION ? describe_location(index - ERR_LOCATION, value) : std::string{};
+  }
+}
+
+std::string meaning_in_failure_record(std::size_t index, const scdb::Failure &failure) {
+  const scdb::Outcome &outcome = failure.outcome;
+  switch (index) {
+    case ERR_CLASS:
+      return std::string{scdb::title_of(scdb::class_of(outcome.reason))};
+    case ERR_PRIMITIVE:
+      return std::string{scdb::name_of(failure.primitive)};
+    case ERR_CODE:
+      return "its code, ring, register or number";
+    case ERR_PLACE:
+      return outcome.placed ? scdb::to_string(outcome.place) : "no single chip";
+    case ERR_REASON:
+      return std::string{scdb::title_of(outcome.reason)};
+    default:
+      return {};
+  }
+}
+
+std::string describe_parameter_error(std::span<const macro_word> record) {
+  return fmt::format("parameter refused: {}, value {}", title_of_sub_code(record[ERR_SUBCODE]), hex(record[ERR_VALUE]));
+}
+
+std::string describe_status(std::span<const macro_word> record) {
+  if (record[ERR_CLASS] == ERR_PARAMETER)
+    return describe_parameter_error(record);
+  if (const std::optional<scdb::Failure> failure = scdb::read_failure(record))
+    return scdb::describe(*failure);
+  const bool empty = std::ranges::all_of(record, [](macro_word word) { return word == 0; });
+  return empty ? "_RETURN is -1, and the error record is empty"
+               : "_RETURN is -1, and the error record is none that a primitive or a macro writes";
+}
+
+std::string describe_position(const CallPosition &position) {
+  if (position.number == 0)
+    return "before any primitive call";
+  return fmt::format("{} primitive call {}, {}", position.finished ? "after" : "during", position.number,
+                     scdb::name_of(position.primitive));
+}
+
+std::string describe_crash(const Crash &crash) {
+  if (!crash.breach) {
+    const std::string address = crash.fault.address ? fmt::format(" at address 0x{:X}", *crash.fault.address) : "";
+    return fmt::format("{}{} outside every area of the macro, {}", title_of_signal(crash.fault.signal), address,
+                       describe_position(crash.position));
+  }
+  const Access access = crash.breach->access;
+  return fmt::format("{} {}, {}",
+                     access == Access::unknown ? "access to"
+                     : access == Access::read  ? "read of"
+                                               : "write to",
+                     describe(*crash.breach), describe_position(crash.position));
+}
+
+}  // namespace
+
+std::vector<RecordWord> explain_record(std::span<const macro_word> record) {
+  const std::optional<scdb::Failure> failure = scdb::read_failure(record);
+  std::vector<RecordWord> words;
+  for (std::size_t i = 0; i < record.size(); ++i) {
+    if (record[i] == 0 && !(failure && i <= ERR_REASON))
+      continue;
+    words.push_back({i, record[i], {}});
+    if (record[ERR_CLASS] == ERR_PARAMETER)
+      words.back().meaning = meaning_in_parameter_record(i, record[i]);
+    else if (failure)
+      words.back().meaning = meaning_in_failure_record(i, *failure);
+  }
+  return words;
+}
+
+std::vector<std::string> failures_of(const RunResult &run) {
+  std::vector<std::string> failures;
+  if (run.crash)
+    failures.push_back(describe_crash(*run.crash));
+  for (const Breach &underrun : run.underruns)
+    failures.push_back(fmt::format("write to {}", describe(underrun)));
+  if (run.status == MACRO_FAILED)
+    failures.push_back(describe_status(run.record));
+  return failures;
+}
+
+std::string_view name_of(Access access) {
+  switch (access) {
+    case Access::read:
+      return "read";
+    case Access::write:
+      return "write";
+    case Access::unknown:
+      break;
+  }
+  return "unknown";
+}
+
+std::string describe(const Breach &breach) {
+  const auto size = static_cast<std::ptrdiff_t>(breach.size);
+  const std::string word = fmt::format("{}[{}]", breach.area, breach.index);
+  if (breach.index >= 0 && breach.index < size)
+    return fmt::format("{}, which is read-only", word);
+  const std::ptrdiff_t distance = breach.index < 0 ? -breach.index : breach.index - size + 1;
+  return fmt::format("{}, {} {} {} (it has {} words)", word, distance, distance == 1 ? "word" : "words",
+                     breach.index < 0 ? "before its beginning" : "past its end", breach.size);
+}
+
+}  // namespace host

@@ -1,0 +1,87 @@
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <sstream>
+
+#include "commands.hpp"
+#include "output.hpp"
+
+namespace host {
+namespace {
+
+void complain(std::string_view message) {
+  fmt::print(stderr, "mcrhost: {}\n", message);
+}
+
+/// Shows a flag that can be given a value, CLI11's "--trace{-}", as "--trace[=FILE]".
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_option_name(const CLI::Option *option, bool positional) const override {
+    const std::string name = CLI::Formatter::make_option_name(option, positional);
+    const std::size_t brace = name.find('{');
+    return brace == std::string::npos ? name : name.substr(0, brace) + "[=FILE]";
+  }
+};
+
+std::string commands_of(const CLI::App &app) {
+  std::string names;
+  for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; }))
+    names += fmt::format("{}{}", names.empty() ? "" : ", ", command->get_name());
+  return names;
+}
+
+/// @param first  the first argument, which is to be a command.
+[[noreturn]] void refuse(const CLI::App &app, std::string_view first, const CLI::ParseError &error) {
+  if (!app.get_subcommands().empty())
+    throw InputError(fmt::format("{} ('mcrhost {} --help' shows the options)", error.what(),
+                                 app.get_subcommands().front()->get_name()));
+  if (!first.empty() && !first.starts_with('-'))
+    throw InputError(fmt::format("there is no command '{}'; the commands are {}", first, commands_of(app)));
+  throw InputError(fmt::format("{} ('mcrhost --help' shows the options)", error.what()));
+}
+
+/// What the command line asks for; nothing where help or the version was wanted and has been printed.
+/// @throw InputError
+Action parse(int argc, char **argv) {
+  CLI::App app{"Runs the hardware test and debug macros of a multi-board server.", "mcrhost"};
+  app.set_version_flag("--version", "mcrhost " MCRHOST_VERSION);
+  const auto formatter = std::make_shared<HelpFormatter>();
+  formatter->column_width(24);
+  app.formatter(formatter);
+  app.footer(
+      "Examples:\n"
+      "  mcrhost list\n"
+      "  mcrhost run cp_9A10_0101 --unit cpu:0.0\n"
+      "\n"
+      "'mcrhost COMMAND --help' tells more of a command.");
+  Action action;
+  add_list(app, action);
+  add_run(app, action);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success &wanted) {
+    std::ostringstream text;
+    app.exit(wanted, text, text);
+    write_output(text.str());
+    return [] { return ExitStatus::ok; };
+  } catch (const CLI::ParseError &error) {
+    refuse(app, argc > 1 ? argv[1] : "", error);
+  }
+  if (!action)
+    throw InputError(fmt::format("a command is missing; the commands are {}", commands_of(app)));
+  return action;
+}
+
+}  // namespace
+}  // namespace host
+
+int main(int argc, char **argv) {
+  try {
+    return static_cast<int>(host::parse(argc, argv)());
+  } catch (const std::exception &error) {
+    host::complain(error.what());
+    return static_cast<int>(host::ExitStatus::usage);
+  }
+}

@@ -1,0 +1,18 @@
+#include "output.hpp"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "error.hpp"
+
+namespace host {
+
+void write_output(std::string_view text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
+    throw InputError(fmt::format("cannot write standard output: {}", std::strerror(errno)));
+}
+
+}  // namespace host

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string_view>
+
+namespace host {
+
+/// Writes to standard output, at once.
+/// @throw InputError when it cannot be written (full disk, closed reader).
+void write_output(std::string_view text);
+
+}  // namespace host

@@ -1,0 +1,10 @@
+#include "fault.hpp"
+
+namespace host {
+
+/// On these processors the context does not tell it everywhere alike.
+Access faulting_access(const void * /*context*/) {
+  return Access::unknown;
+}
+
+}  // namespace host

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "runner.hpp"
+
+namespace host {
+
+/// "default (simulated)".
+[[nodiscard]] std::string label_of(const MachineInfo &machine);
+
+/// {"name": ..., "simulated": ...}
+[[nodiscard]] nlohmann::ordered_json json_of(const MachineInfo &machine);
+
+/// A run for people: a header, the words of _DATA, the verdict with what there is to say of a failure.
+[[nodiscard]] std::string text_report(const RunRequest &request, const RunResult &run);
+
+/// The same for programs.  Words are strings such as "0x0000002A"; words of _DATA that were not written are null.
+[[nodiscard]] nlohmann::ordered_json json_report(const RunRequest &request, const RunResult &run);
+
+}  // namespace host

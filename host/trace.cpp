@@ -1,0 +1,115 @@
+#include "trace.hpp"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <span>
+#include <utility>
+
+#include "error.hpp"
+#include "scdb/record.hpp"
+#include "selection.hpp"
+#include "words.hpp"
+
+namespace host {
+namespace {
+
+/// A ring bit address: run length minus 1 in bits 28-31, ring code in bits 19-27, position in bits 0-18.
+constexpr unsigned run_of(macro_word address) {
+  return (address >> 28) + 1;
+}
+constexpr unsigned ring_of(macro_word address) {
+  return address >> 19 & 0x1FF;
+}
+constexpr unsigned position_of(macro_word address) {
+  return address & 0x7FFFF;
+}
+
+/// Ring bit addresses; single bits that descend one by one, as multi-bit fields do, become "0x3C/231-200".
+std::string describe_addresses(std::span<const macro_word> addresses) {
+  std::string text;
+  for (std::size_t i = 0; i < addresses.size(); ++i) {
+    text += ' ' + describe_ring_address(addresses[i]);
+    std::size_t last = i;
+    while (run_of(addresses[i]) == 1 && last + 1 < addresses.size() && addresses[last + 1] == addresses[last] - 1
+           && position_of(addresses[last]) != 0)
+      ++last;
+    if (last > i)
+      text += fmt::format("-{}", position_of(addresses[last]));
+    i = last;
+  }
+  return text;
+}
+
+std::string describe_operand(const scdb::Operand &operand) {
+  const bool all = operand.value == MACRO_ALL && operand.name.starts_with('t');
+  return all ? fmt::format(" {}=all", operand.name) : fmt::format(" {}=0x{:X}", operand.name, operand.value);
+}
+
+std::string describe_call(unsigned number, const scdb::Call &call) {
+  std::string line = fmt::format("{:6}  {:{}}{}", number, "", 2 * call.depth, scdb::name_of(call.primitive));
+  for (const scdb::Operand &operand : call.operands)
+    line += describe_operand(operand);
+  line += describe_addresses(call.addresses);
+  if (call.has_unit)
+    line += " on " + describe(call.unit);
+  return line;
+}
+
+std::string describe_outcome(const scdb::CallResult &result) {
+  if (result.outcome.ok())
+    return hex(result.value);
+  const std::string place = result.outcome.placed ? " at " + scdb::to_string(result.outcome.place) : "";
+  return fmt::format("failed: {}{}", scdb::title_of(result.outcome.reason), place);
+}
+
+}  // namespace
+
+Trace::Trace(std::string path) : path_{std::move(path)}, out_{&std::cerr} {
+  if (path_.empty())
+    return;
+  file_.open(path_);
+  if (!file_)
+    throw InputError(fmt::format("--trace: cannot write '{}': {}", path_, std::strerror(errno)));
+  out_ = &file_;
+}
+
+scdb::Reason Trace::before(const scdb::Call &call) {
+  if (call.depth < under_way_.size())
+    under_way_[call.depth] = pending_.size();
+  pending_.push_back(describe_call(++count_, call));
+  returned_.push_back(false);
+  return scdb::Reason::none;
+}
+
+void Trace::after(const scdb::Call &call, const scdb::CallResult &result) {
+  if (call.depth >= under_way_.size() || under_way_[call.depth] >= pending_.size())
+    return;
+  const std::size_t index = under_way_[call.depth];
+  pending_[index] += " -> " + describe_outcome(result);
+  returned_[index] = true;
+  if (call.depth == 0)
+    write_pending();
+}
+
+void Trace::write_pending() {
+  for (std::size_t i = 0; i < pending_.size(); ++i)
+    *out_ << pending_[i] << (returned_[i] ? "\n" : " -> did not return\n");
+  pending_.clear();
+  returned_.clear();
+}
+
+void Trace::finish() {
+  if (!out_->flush())
+    throw InputError(fmt::format("--trace: cannot write {}: {}", path_.empty() ? "standard error" : "'" + path_ + "'",
+                                 std::strerror(errno)));
+}
+
+std::string describe_ring_address(macro_word address) {
+  const std::string bit = fmt::format("0x{:02X}/{}", ring_of(address), position_of(address));
+  return run_of(address) == 1 ? bit : fmt::format("{}+{}", bit, run_of(address));
+}
+
+}  // namespace host

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <array>
+#include <fstream>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "scdb/observer.hpp"
+
+namespace host {
+
+/// Writes one line for each primitive call: number, name, operands, unit and outcome; calls of nested macros are
+/// indented below the lmcr_maccall that ran them.
+///
+///      2  lmcr_jtag t0=all t1=all t2=all kind=0x0 code=0xB1 data=0x0 count=0x1 on cpu:0.0 -> 0x00000012
+class Trace : public scdb::Observer {
+ public:
+  /// @param path  file to write, replaced when it exists; empty for standard error.
+  /// @throw InputError when the file cannot be written.
+  explicit Trace(std::string path);
+
+  [[nodiscard]] scdb::Reason before(const scdb::Call &call) override;
+  void after(const scdb::Call &call, const scdb::CallResult &result) override;
+
+  /// Writes the calls of a run that did not return, to be called after it.
+  void end_run() { write_pending(); }
+
+  /// Sees to it that everything has been written.
+  /// @throw InputError when it could not be.
+  void finish();
+
+ private:
+  /// Deeper than macros can be nested.
+  static constexpr std::size_t DEPTHS = 80;
+
+  void write_pending();
+
+  std::string path_;
+  std::ofstream file_;
+  std::ostream *out_;
+  unsigned count_ = 0;
+  std::vector<std::string> pending_;             ///< lines of the outermost call under way and those below it
+  std::array<std::size_t, DEPTHS> under_way_{};  ///< for each depth, the index in pending_ of its call
+  std::vector<bool> returned_;                   ///< for each line of pending_
+};
+
+/// A ring bit address as people write it: "0x3C/197" for a bit, "0x3D/2698+8" for a run of eight.
+[[nodiscard]] std::string describe_ring_address(macro_word address);
+
+}  // namespace host

@@ -1,0 +1,79 @@
+#include "words.hpp"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cstdint>
+#include <optional>
+
+#include "error.hpp"
+
+namespace host {
+namespace {
+
+constexpr std::uint64_t LARGEST = 0xFFFFFFFF;
+constexpr std::uint64_t LARGEST_NEGATED = 0x80000000;
+
+std::optional<std::uint64_t> parse_magnitude(std::string_view text) {
+  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  if (hexadecimal)
+    text.remove_prefix(2);
+  std::uint64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, hexadecimal ? 16 : 10);
+  if (text.empty() || error != std::errc{} || end != text.data() + text.size())
+    return std::nullopt;
+  return value;
+}
+
+}  // namespace
+
+macro_word parse_word(std::string_view text, std::string_view what) {
+  const bool negative = text.starts_with('-');
+  const std::optional<std::uint64_t> magnitude = parse_magnitude(text.substr(negative ? 1 : 0));
+  if (!magnitude || *magnitude > (negative ? LARGEST_NEGATED : LARGEST))
+    throw InputError(fmt::format(
+        "{}: '{}' is not a 32-bit word; give a decimal or 0x number from -2147483648 to 0xFFFFFFFF", what, text));
+  const auto word = static_cast<macro_word>(*magnitude);
+  return negative ? 0 - word : word;
+}
+
+std::vector<macro_word> parse_words(const std::vector<std::string> &texts, std::string_view what) {
+  std::vector<macro_word> words;
+  words.reserve(texts.size());
+  for (const std::string &text : texts)
+    words.push_back(parse_word(text, what));
+  return words;
+}
+
+std::string hex(macro_word word) {
+  return fmt::format("0x{:08X}", word);
+}
+
+std::string list_of_bits(macro_word mask) {
+  std::string list;
+  for (unsigned first = 0; first < 32; ++first) {
+    if ((mask >> first & 1) == 0)
+      continue;
+    unsigned last = first;
+    while (last < 31 && (mask >> (last + 1) & 1) != 0)
+      ++last;
+    list += fmt::format("{}{}", list.empty() ? "" : ",", first);
+    if (last > first)
+      list += fmt::format("-{}", last);
+    first = last;
+  }
+  return list;
+}
+
+std::vector<std::string_view> split(std::string_view text, char separator) {
+  std::vector<std::string_view> pieces;
+  for (std::size_t at = 0; at != std::string_view::npos;) {
+    at = text.find(separator);
+    pieces.push_back(text.substr(0, at));
+    if (at != std::string_view::npos)
+      text.remove_prefix(at + 1);
+  }
+  return pieces;
+}
+
+}  // namespace host
