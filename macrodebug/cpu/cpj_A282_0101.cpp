@@ -1,0 +1,5 @@
+#include "cpu/cache_data.hpp"
+
+IDENTIFICATION static const char mcrid[] = "MACRO: cpj_A282_0101 (0001)  2026.11.21 09:00:00  PRO1 macrodebug";
+
+MACRO_ENTRY(cpj_A282_0101, cpu::OperandCacheData<0>)
