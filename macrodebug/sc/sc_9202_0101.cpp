@@ -1,0 +1,11 @@
+#include "sc/register_bank.hpp"
+
+IDENTIFICATION static const char mcrid[] = "MACRO: sc_9202_0101 (0001)  2026.11.21 09:00:00  PRO1 macrodebug";
+
+namespace {
+
+constexpr sc::Bank BANK = sc::consecutive<4>(27, 0xFFFF);
+
+}  // namespace
+
+MACRO_ENTRY(sc_9202_0101, sc::RegisterBank<BANK>)
