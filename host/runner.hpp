@@ -21,9 +21,9 @@ inline constexpr macro_word RW_WRITE = 2;
 inline constexpr macro_word RW_NONE = MACRO_ALL;
 
 /// Sizes of the areas, in words, where nothing else is asked for.  _PARA is at least this large, so that words not
-/// given read as 0; _DATA holds the largest dump, 2048 entries of eight words.
+/// given read as 0; _DATA holds the largest dump, the 122,880 words of a crossbar.
 inline constexpr std::size_t LEAST_PARA_WORDS = 16;
-inline constexpr std::size_t DEFAULT_DATA_WORDS = 16384;
+inline constexpr std::size_t DEFAULT_DATA_WORDS = 131072;
 inline constexpr std::size_t EXP_WORDS = 256;
 
 /// One run of one macro on one unit.

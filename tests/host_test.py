@@ -61,7 +61,7 @@ CRASHES = [
     ("sp_0002 --para 8 --data-words 8", rf"{WRITE} _DATA\[8\], 1 word past .*, during primitive call 2, lmcr_pgen"),
     ("sp_0003", "invalid memory access at address 0x40 outside every area of the macro, before any primitive call"),
     ("sp_0004", "invalid memory access at address 0x[0-9A-F]+ outside every area of the macro, .*"),
-    ("sp_0005 --rw write --para 1 16384", rf"{WRITE} _DATA\[16384\], .*, after primitive call 2, lmcr_wait"),
+    ("sp_0005 --rw write --para 1 131072", rf"{WRITE} _DATA\[131072\], .*, after primitive call 2, lmcr_wait"),
 ]
 
 # Wrong input: one line on standard error, with what was wrong and what would be right.
@@ -201,7 +201,7 @@ class Host(unittest.TestCase):
         self.expect(f"run sp_0008 {BAD} --trace", OK, complaint=lines)
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "calls")
-            self.expect(f"run sp_0005 {BAD} --rw write --para 1 16384 --trace={path}", FAILED)
+            self.expect(f"run sp_0005 {BAD} --rw write --para 1 131072 --trace={path}", FAILED)
             with open(path, encoding="ascii") as trace:
                 self.assertEqual(trace.read(), "     1  lmcr_maccall rw=0x2 number=0x1 on sp:0.0 -> did not return\n"
                                                "     2    lmcr_wait units=0x1 -> 0x00000000\n")
