@@ -14,26 +14,6 @@ constexpr macro_word reverse(macro_word word) {
   return word << 16 | word >> 16;
 }
 
-/// Ring bits that lie side by side and are handed out one after another.
-struct Stretch {
-  unsigned position;  ///< lowest
-  unsigned length;    ///< 1 to 32
-  bool descending;    ///< the highest position is handed out first
-};
-
-/// The longest stretch that starts with address `at`, which is moved behind it.  Single bits that count down are what
-/// most fields are made of; runs stand for themselves.
-Stretch next_stretch(std::span<const macro_word> addresses, std::size_t &at) {
-  const RingBits first = take_apart(addresses[at++]);
-  if (first.length > 1)
-    return {first.position, first.length, false};
-  const std::size_t start = at;
-  while (at < addresses.size() && addresses[at] == addresses[at - 1] - 1)
-    ++at;
-  const auto more = static_cast<unsigned>(at - start);
-  return {first.position - more, more + 1, true};
-}
-
 constexpr bool contiguous(macro_word mask) {
   const macro_word top = mask << std::countl_zero(mask);
   return (top & (~top >> 1)) == 0;
@@ -41,9 +21,8 @@ constexpr bool contiguous(macro_word mask) {
 
 }  // namespace
 
-void insert_bits(macro_word *buffer, std::span<const macro_word> addresses, macro_word packed) {
-  for (std::size_t at = 0; at < addresses.size();) {
-    const Stretch stretch = next_stretch(addresses, at);
+void insert_bits(macro_word *buffer, std::span<const Stretch> stretches, macro_word packed) {
+  for (const Stretch &stretch : stretches) {
     // The first bits handed out, right-aligned, in the order of rising positions.
     const macro_word field = stretch.descending ? reverse(packed) : packed >> (32 - stretch.length);
     put_field(buffer, stretch.position, stretch.length, field);
@@ -51,11 +30,10 @@ void insert_bits(macro_word *buffer, std::span<const macro_word> addresses, macr
   }
 }
 
-macro_word extract_bits(const macro_word *buffer, std::span<const macro_word> addresses) {
+macro_word extract_bits(const macro_word *buffer, std::span<const Stretch> stretches) {
   macro_word packed = 0;
   unsigned used = 0;
-  for (std::size_t at = 0; at < addresses.size();) {
-    const Stretch stretch = next_stretch(addresses, at);
+  for (const Stretch &stretch : stretches) {
     const macro_word field = get_field(buffer, stretch.position, stretch.length);
     const macro_word left_aligned = stretch.descending ? reverse(field) : field << (32 - stretch.length);
     packed |= left_aligned >> used;

@@ -59,11 +59,18 @@ constexpr void put_field(macro_word *buffer, unsigned position, unsigned length,
     buffer[word + 1] = (buffer[word + 1] & ~static_cast<macro_word>(ones)) | static_cast<macro_word>(bits);
 }
 
-/// Puts the bits of `packed`, from its most significant down, into the bits that the addresses name.
-void insert_bits(macro_word *buffer, std::span<const macro_word> addresses, macro_word packed);
+/// Ring bits that lie side by side and are handed out one after another.
+struct Stretch {
+  unsigned position;  ///< of the lowest
+  unsigned length;    ///< 1 to 32
+  bool descending;    ///< the highest position is handed out first
+};
 
-/// The bits that the addresses name, packed from the most significant bit down, 0 after the last.
-[[nodiscard]] macro_word extract_bits(const macro_word *buffer, std::span<const macro_word> addresses);
+/// Puts the bits of `packed`, from its most significant down, into the bits of the stretches.
+void insert_bits(macro_word *buffer, std::span<const Stretch> stretches, macro_word packed);
+
+/// The bits of the stretches, packed from the most significant bit down, 0 after the last.
+[[nodiscard]] macro_word extract_bits(const macro_word *buffer, std::span<const Stretch> stretches);
 
 /// Bits of `value` under `mask`, moved together at the most significant end.
 [[nodiscard]] macro_word pack(macro_word value, macro_word mask);
