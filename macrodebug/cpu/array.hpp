@@ -43,15 +43,14 @@ inline constexpr macro_word BEHIND_WORD_2 = 0xFF000000;  ///< check bits
 
 /// A macro that dumps (_RW = 1) or restores (_RW = 2) _PARA[1] entries; any other _RW only opens and closes the rings.
 ///
-/// Member is the macro's record, a struct derived from this.  It names
-///   FORMAT, CODE_MACRO         where the entry's check bits stand, and the test number of the macro that computes
-///   them; LIMIT                      the greatest count; INPUT_RINGS, OUTPUT_RINGS  all rings, in the order of
-///   opening; the output rings are closed first; DATA_IN, ADDRESS_RING, DATA_OUT
-///                              the rings of the data-in latches, of address and control, of the data-out latches;
-///   PULSES                     data words that pulse the array;
-///   HOLD, WRITE_ENABLE         control latches;
-///   ADDRESS, IN, OUT           the latches of address and data, where the steps below are not the member's own;
-/// and has its own version of those steps that differ.
+/// Member is the macro's record, a struct derived from this, with its own version of those steps that differ.  It names
+/// - FORMAT and CODE_MACRO: where the entry's check bits stand, and the test number of the macro that computes them;
+/// - LIMIT: the greatest count;
+/// - INPUT_RINGS and OUTPUT_RINGS: all rings, in the order of opening; the output rings are closed first;
+/// - DATA_IN, ADDRESS_RING, DATA_OUT: the rings of the data-in, the address and control, and the data-out latches;
+/// - PULSES: data words that pulse the array;
+/// - HOLD and WRITE_ENABLE: control latches;
+/// - ADDRESS, IN, OUT: the latches of address and data, where the member has no steps of its own for them.
 template <class Member>
 struct ArrayMacro : frame::ScanFrame {
   int run() {

@@ -6,7 +6,7 @@ namespace cpu {
 
 /// What the clock synthesiser is set to for one ratio of CPU to reference clock.
 struct ClockRatioRow {
-  macro_word code;          ///< the ratio in _PARA[0] bits 16-20 from the least significant: whole steps, bit 20 a half
+  macro_word code;          ///< the ratio in _PARA[0] bits 11-15, bit 0 being the most significant: bit 11 is a half
   macro_word synthesis[2];  ///< first two words of the synthesiser's ring
 };
 
@@ -31,7 +31,7 @@ inline constexpr macro_word DOMAINS = 0xC0000000;
     if (row.code == (para & CLOCK_RATIO_CODE)) {
       words[0] = row.synthesis[0];
       words[1] = row.synthesis[1];
-      found = true;
+      found = true;  // no return from here: a compiler makes a table of pointers of that, which needs relocation
     }
   return found;
 }

@@ -12,8 +12,6 @@ namespace cpu {
 /// data-out ring beforehand, and loaded again at the end.
 template <unsigned CORE>
 struct CoreLineRam : LineArray<CoreLineRam<CORE>> {
-  using Base = ArrayMacro<CoreLineRam<CORE>>;
-
   static constexpr unsigned STATES = 9;
   macro_word _WORKING[1 + STATES] = {};  ///< the address of the sequencer as it was found, and its state latches
 

@@ -7,6 +7,8 @@ namespace {
 /// Stops the clocks, loads the operand registers from _DATA[0] to _DATA[31], restart control and the start words from
 /// _PARA[0] to _PARA[3], and restarts: cp_9AE1_0101 without the clock macros.
 struct DirectReload : frame::Frame {
+  static constexpr macro_word ALL_BITS = 0xFFFFFFFF;
+
   /// Changes clock control 1.
   [[nodiscard]] bool change_clock_control(macro_word keep, macro_word set) {
     return read(cpu::READ_CLOCK_CONTROL_1, _WORK0) && write(cpu::CLOCK_CONTROL_1, (_WORK0 & keep) | set);
@@ -14,7 +16,7 @@ struct DirectReload : frame::Frame {
 
   [[nodiscard]] bool stop_clocks() {
     return change_clock_control(~cpu::OUTER_GATES, 0) && change_clock_control(~cpu::CLOCK_GATES, 0)
-           && change_clock_control(MACRO_ALL, cpu::SCAN_CLOCKING) && write(cpu::STOP_CLOCK_A, 0)
+           && change_clock_control(ALL_BITS, cpu::SCAN_CLOCKING) && write(cpu::STOP_CLOCK_A, 0)
            && change_clock_control(~cpu::RUN_A, 0) && write(cpu::STOP_CLOCK_B, 0)
            && change_clock_control(~cpu::RUN_B, 0);
   }

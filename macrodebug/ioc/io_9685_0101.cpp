@@ -5,7 +5,8 @@ IDENTIFICATION static const char mcrid[] = "MACRO: io_9685_0101 (0001)  2026.11.
 namespace {
 
 /// Runs macro _PARA[4] _PARA[5] times, reading, with this macro's own parameters, and counts in _DATA[0] how often its
-/// two result words were _PARA[2] and _PARA[3], in _DATA[1] how often they were not.
+/// two result words were _PARA[2] and _PARA[3], in _DATA[1] how often they were not.  There is room for these two words
+/// alone: a macro that gives more must not be repeated.
 struct Repeat : frame::Frame {
   int run() {
     macro_word _D[2] = {};

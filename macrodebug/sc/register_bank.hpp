@@ -11,6 +11,9 @@ struct Register {
   macro_word read;  ///< JTAG instruction; the one that writes has bit 7 set as well
 };
 
+/// The width of registers that have all bits of a word.
+inline constexpr macro_word WHOLE_WORD = 0xFFFFFFFF;
+
 template <unsigned N>
 struct Bank {
   Register registers[N];
@@ -64,7 +67,7 @@ struct RegisterBank : frame::BroadcastFrame {
   }
 
   [[nodiscard]] bool write_bank() const {
-    if constexpr (BANK.width != MACRO_ALL)
+    if constexpr (BANK.width != WHOLE_WORD)
       for (unsigned i = 0; i < BANK.data_words; ++i)
         _DATA[i] &= BANK.width;
     for (const Register &row : BANK.registers)

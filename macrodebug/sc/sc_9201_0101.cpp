@@ -4,7 +4,7 @@ IDENTIFICATION static const char mcrid[] = "MACRO: sc_9201_0101 (0001)  2026.11.
 
 namespace {
 
-constexpr sc::Bank<3> BANK{{{0, 16}, {1, 17}, {9, 21}}, 10, MACRO_ALL};
+constexpr sc::Bank<3> BANK{{{0, 16}, {1, 17}, {9, 21}}, 10, sc::WHOLE_WORD};
 
 }  // namespace
 

@@ -4,7 +4,7 @@ IDENTIFICATION static const char mcrid[] = "MACRO: sc_9203_0101 (0001)  2026.11.
 
 namespace {
 
-constexpr sc::Bank BANK = sc::consecutive<21>(64, MACRO_ALL);
+constexpr sc::Bank BANK = sc::consecutive<21>(64, sc::WHOLE_WORD);
 
 }  // namespace
 

@@ -28,6 +28,7 @@ struct LinkTest : xb::Crossbar {
     xb::clear(_XRING);
     xb::clear(_MPARA);
     xb::clear(_MDATA);
+    // A location word and a port word for each board of the unit number.
     int32_t _XRINGNO = 0;
     for (macro_word _XUTNOTMP = _XUTNO; _XUTNOTMP != 0; _XUTNOTMP >>= 1) {
       _XRING[_XRINGNO] = BOTH_CHIPS;

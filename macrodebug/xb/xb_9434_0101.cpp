@@ -83,6 +83,7 @@ struct LinkCheck : xb::Crossbar {
           && all_ports(CLEAR_ERRORS)))
       return frame::STOPPED;
 
+    // A port word that still asks for more than the state of the link has no answer to judge.
     const auto fails = [&](macro_word status) { return port_word == PORT_WORD && (status & STATE) != RUNNING; };
     for (macro_word _XUTNO0 = 1; _XUTNO0 <= ALL_PORTS; _XUTNO0 <<= 1) {
       if (!call_on(_XUTNO0, _XRING2, frame::NO_DIRECTION, GET_STATUS, _XPARA, _MDATA))
