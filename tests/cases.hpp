@@ -28,7 +28,8 @@ struct Case {
   std::string server = R"(base = "default")";
   /// Whether the macro's result is -1 when a call fails; one macro returns the value of its last access instead.
   bool result_tells = true;
-  /// Whether _DATA after a failure holds exactly what the undisturbed run had stored before the call that failed.
+  /// Whether _DATA after a failure that shows holds exactly what the undisturbed run had stored before the call that
+  /// failed.
   bool data_stays = true;
   /// Whether the failure of a call of this line shows in the status cell; false only where a macro clears it on
   /// purpose.

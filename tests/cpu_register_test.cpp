@@ -92,7 +92,7 @@ TEST_F(CpuRegisters, StateAndFixedCommands) {
        })
     check(row);
   // Each of the two bits comes from its own word, and from one bit of it.
-  machine_->on_jtag_read(0xB1, [](unsigned) { return 0x00008000; });
+  machine_->on_jtag_read(0xB1, [](unsigned) { return 0xFFFFFFFF; });
   machine_->on_jtag_read(0x0F, [](unsigned) { return 0xFFFFFFFE; });
   check({"only the answer's bit", {"cp_9A11_0101", 1}, {"write B0 6C000000", "read B1", "read F"}, {0x80000000}});
   machine_->on_jtag_read(0xB1, [](unsigned) { return 0xFFFF7FFF; });
@@ -108,7 +108,7 @@ TEST_F(CpuRegisters, OneRegister) {
   const auto write_byte = [](macro_word para, macro_word field, const char *code, macro_word merged) {
     return Row{
         "byte write",
-        {"cp_9A12_0101", 2, {para}, {0xFFFFFF12}},
+        {"cp_9A12_0101", 2, {para}, {0xFFFFFF13}},
         {fmt::format("write B0 {:X}", 0x68000000 | field), "read B1", fmt::format("write {} {:X}", code, merged)}};
   };
   const auto refused = [](macro_word rw, macro_word para) {
@@ -122,13 +122,13 @@ TEST_F(CpuRegisters, OneRegister) {
            // The other groups: the whole answer; only the low byte of the parameter counts.
            read(0x0F, 0x01700000, PORT_ANSWER),
            read(0x10, 0x02000000, PORT_ANSWER),
-           read(0xFFFFFF17, 0x02700000, PORT_ANSWER),
+           read(0xFFFFFFF7, 0x02700000, PORT_ANSWER),
            // A byte write keeps the other three bytes.
-           write_byte(0x00, 0x00000000, "B2", 0x12ABCDEF),
-           write_byte(0x02, 0x00200000, "B2", 0x89AB12EF),
-           write_byte(0x03, 0x00300000, "B2", 0x89ABCD12),
-           write_byte(0x04, 0x00400000, "B3", 0x12ABCDEF),
-           write_byte(0x05, 0x00500000, "B3", 0x8912CDEF),
+           write_byte(0x00, 0x00000000, "B2", 0x13ABCDEF),
+           write_byte(0x02, 0x00200000, "B2", 0x89AB13EF),
+           write_byte(0x03, 0x00300000, "B2", 0x89ABCD13),
+           write_byte(0x04, 0x00400000, "B3", 0x13ABCDEF),
+           write_byte(0x05, 0x00500000, "B3", 0x8913CDEF),
            // A register write sends the low 20 bits.
            Row{"write 16", {"cp_9A12_0101", 2, {0x08}, {0xFFF12345}}, {"write B0 41012345"}},
            Row{"write 39", {"cp_9A12_0101", 2, {0x17}, {0xFFFFFFFF}}, {"write B0 427FFFFF"}},
@@ -175,15 +175,16 @@ TEST_F(CpuRegisters, ControlSequences) {
       row(0x11000001, OPEN_1 + Lines{"read 61", "write 41 FFFFFFFF", "write B8 8400"}),
       row(0x11008001, OPEN_1 + Lines{"read 61", "write 41 FFFFFFFF", "write B8 8408"}),
       refused(0x11000002, OPEN_1),
-      refused(0x12000001, OPEN_1),
+      refused(0x19000001, OPEN_1),
       refused(0x10000019, OPEN_1),
       refused(0x10000000, OPEN_1),
       row(0x20000001, {"write B8 0", "write B8 6000"}),
       row(0x2000F002, {"write B8 0", "write B8 5000"}),
       refused(0x20000003, {"write B8 0"}),
+      refused(0x20000801, {"write B8 0"}),
       refused(0x21000001, {"write B8 0"}),
       row(0x30000000, {"write B9 0", "write B9 80000000"}),
-      row(0x30001FFF, {"write B9 0", "write B9 BF000000"}),
+      row(0x30001FD5, {"write B9 0", "write B9 95000000"}),
       refused(0x31000001, {"write B9 0"}),
       refused(0x32000011, {"write B9 0"}),
       refused(0x40000001, OPEN_4),
@@ -196,13 +197,14 @@ TEST_F(CpuRegisters, ControlSequences) {
       setting(0x41000002, 0xDF3FFFFF, 0xFF3FFFFF),
       setting(0x41001002, 0xDF3FFFFF, 0xFF3FFFFF),
       setting(0x41000011, 0x7F3FFFFF, 0xFF3FFFFF),
-      setting(0x41001011, 0x7FBFFFFF, 0xFFBFFFFF),
+      setting(0x41002011, 0x7FBFFFFF, 0xFFBFFFFF),
       setting(0x41000012, 0x7F3FFFFF, 0xFF3FFFFF),
       setting(0x41008012, 0x7F3FFFFF, 0xFF3FFFFF),
-      setting(0x41000021, 0xBF3FFFFF, 0xFF3FFFFF),
+      setting(0x41FF0021, 0xBF3FFFFF, 0xFF3FFFFF),  // bits 16-23 belong to no field
       setting(0x41004022, 0xBFBFFFFF, 0xFFBFFFFF),
       setting(0x42000001, 0xEF3FFFFF, 0xFF3FFFFF),
       setting(0x42001011, 0xEFBFFFFF, 0xFFBFFFFF),
+      setting(0x42000012, 0xEF3FFFFF, 0xFF3FFFFF),
   };
   constexpr std::array<std::pair<macro_word, macro_word>, 9> ITEMS_1{{{1, 0xA000},
                                                                       {17, 0x4800},
@@ -234,9 +236,13 @@ TEST_F(CpuRegisters, ControlSequences) {
     check(each);
 }
 
-/// Where what is kept of the register are zeros, the words of class 4 stand alone.
-TEST_F(CpuRegisters, ControlSequenceWordsOnAClearRegister) {
+/// Where what is kept of the registers are zeros, what is put into them stands alone.
+TEST_F(CpuRegisters, ControlSequenceWordsOnClearRegisters) {
+  machine_->on_jtag_read(0x61, [](unsigned) { return 0; });
   machine_->on_jtag_read(0x7E, [](unsigned) { return 0; });
+  check({"armed",
+         {"cp_9A20_0101", 2, {0x11000001}},
+         {"write B8 0", "read 61", "write 41 0", "read 61", "write 41 4000", "write B8 8400"}});
   struct Words {
     macro_word selection, first, second;
   };

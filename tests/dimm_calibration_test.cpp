@@ -27,8 +27,15 @@ TEST_F(Dimm, GroupCalibration) {
                        0x2AA00000},
            Calibration{"group 2, lower DIMM", 0x4502, 0x0000E100, 0, 0x50, {0xD0010020, 0xF0010020}, 0x22200000},
            Calibration{
-               "one rank bit", 0x1301, 0xE000E080, 0x8000, 0x30, {0xC001000C, 0xD001000C, 0xF001000C}, 0x2A200000},
-           Calibration{"upper DIMM", 0x0301, 0xE1004000, 0, 0x30, {0xC0010040, 0xE0010040}, 0x28800000},
+               "one rank bit", 0x1301, 0xFE00E080, 0x8000, 0x30, {0xC001000C, 0xD001000C, 0xF001000C}, 0x2A200000},
+           Calibration{"upper DIMM", 0x0301, 0xE0FF4180, 0, 0x30, {0xC0010040, 0xE0010040}, 0x28800000},
+           Calibration{"the other rank bit",
+                       0x0302,
+                       0xE100FE00,
+                       0x8000,
+                       0x30,
+                       {0xC0010004, 0xE0010004, 0xD0010004},
+                       0x2A800000},
            Calibration{"no DIMM", 0xF0002302, 0x61806180, 0x8000, 0x30, {}, 0x20000000},
        }) {
     SCOPED_TRACE(row.what);
@@ -97,7 +104,7 @@ TEST_F(Dimm, WholeSequence) {
     return lines;
   };
   for (const Row &row : {
-           Row{"both", 0, 0xE180E180, 0xE180E180, rank(35, {0xC0010024, 0xE0010024, 0xD0010024, 0xF0010024}),
+           Row{"both", 0, 0xE180E180, 0xFF80FF80, rank(35, {0xC0010024, 0xE0010024, 0xD0010024, 0xF0010024}),
                rank(37, {0xC0010024, 0xE0010024, 0xD0010024, 0xF0010024}), 0xAAA8AAA8},
            Row{"group 1: upper half not fitted", 0, 0x61FFE180, 0, rank(35, {0xD0010020, 0xF0010020}), {}, 0xA2288000},
            Row{"group 1: upper second rank not complete",
@@ -121,7 +128,7 @@ TEST_F(Dimm, WholeSequence) {
                rank(35, {0xC0010024, 0xD0010024}),
                {},
                0xAA088000},
-           Row{"group 2: lower half not fitted", 0, 0, 0xE1807FFF, {}, rank(37, {0xC0010060, 0xE0010060}), 0x8000A888},
+           Row{"group 2: lower half not fitted", 0, 0, 0xE1FF7FFF, {}, rank(37, {0xC0010060, 0xE0010060}), 0x8000A888},
            Row{"group 1: nothing fitted", 0, 0x7FFF7FFF, 0x8000007F, {}, rank(37, {0xC0010020}), 0x8000A808},
        }) {
     SCOPED_TRACE(row.what);
@@ -192,6 +199,10 @@ TEST(DimmServer, VerdictFollowsTheElectrics) {
                    "[[fault]]\nchip = \"mac:1.1\"\nplace = \"register group 1 driver strengths\"\nkind = \"stuck-0\"\n"
                    "entry = 8\nbits = 0xF",
                    {0x28400000, 0x28810000, 0}},
+           Outcome{"lower DIMM weak",
+                   "[[fault]]\nchip = \"mac:1.1\"\nplace = \"register group 1 driver strengths\"\nkind = \"stuck-0\"\n"
+                   "entry = 4\nbits = 0xF",
+                   {0x29800000, 0x18810000, 0}},
            Outcome{"last rank weak",
                    "[[fault]]\nchip = \"mac:1.1\"\nplace = \"register group 1 driver strengths\"\nkind = \"stuck-0\"\n"
                    "entry = 12\nbits = 0xF",

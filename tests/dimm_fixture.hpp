@@ -61,12 +61,13 @@ class RegisterFile : public support::ScriptedMachine {
 
 inline constexpr macro_word HIGH = 0x8000;
 inline constexpr macro_word VALID = 0x4000;
+inline constexpr macro_word OTHERS = 0x00033FFF;  ///< bits around them, which say nothing
 
 /// An impedance register that turns over at these codes.  Its first answer after a write is not settled.
 inline RegisterFile::Answer turns_over(macro_word up, macro_word down) {
   return [=](macro_word held, unsigned reads) {
     const bool high = (held & 0x00200000) != 0 ? held >> 28 <= up : (held >> 24 & 0xF) < down;
-    const macro_word settled = held | VALID | (high ? HIGH : 0);
+    const macro_word settled = held | OTHERS | VALID | (high ? HIGH : 0);
     return reads == 1 ? ~settled : settled;
   };
 }

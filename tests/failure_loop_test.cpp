@@ -87,9 +87,9 @@ TEST_P(FailureLoop, StopsAsItsRuleSays) {
       if (row.result_tells) {
         ASSERT_EQ(run.result, -1);
       }
-    }
-    if (row.data_stays) {
-      ASSERT_EQ(digest(run.data), stored[index]) << "_DATA is not what had been stored before the call";
+      if (row.data_stays) {
+        ASSERT_EQ(digest(run.data), stored[index]) << "_DATA is not what had been stored before the call";
+      }
     }
   }
 }

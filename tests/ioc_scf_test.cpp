@@ -133,6 +133,7 @@ TEST(Repeat, CountsRunsByTheirTwoResultWords) {
   machine->on_nested = [&](const scdb::NestedCall &call) {
     EXPECT_EQ(call.rw, READ);
     EXPECT_EQ(call.para[1], 0x22U) << "it is given other parameters";
+    EXPECT_NE(call.exp, nullptr) << "it is not given the expected words";
     ++runs;
     if (runs == failing)
       return scdb::Outcome::failure(scdb::Reason::macro_failed);

@@ -20,11 +20,11 @@ Lines operator+(Lines first, const Lines &more) {
   return first;
 }
 
-/// Chips 0 and 2 of board 1 and chip 3 of board 4.  Board 3 is in the unit without a chip; board 2 has chips and is
-/// not.
+/// Chips 0 and 2 of board 1, with chips of all other kinds, and chip 3 of board 4.  Board 3 is in the unit without a
+/// chip; board 2 has chips and is not.
 UnitWords some_controllers() {
   UnitWords unit{2, 0x1A, {}};
-  unit.mring[1] = 0x500;
+  unit.mring[1] = 0xFFFFF5FF;
   unit.mring[2] = 0xF00;
   unit.mring[4] = 0x800;
   return unit;
@@ -122,7 +122,8 @@ void check_write(const char *what, const WriteRun &write) {
   Words given;
   Words kept;
   for (std::size_t k = 0; k < write.bank.words; ++k) {
-    given.push_back(0x12345678 + static_cast<macro_word>(k) * 0x01010101);
+    const macro_word word = 0x12345678 + static_cast<macro_word>(k) * 0x01010101;
+    given.push_back(k % 2 == 0 ? word : ~word);
     kept.push_back(given[k] & width);
   }
   Lines writes;
@@ -166,7 +167,7 @@ TEST(RegisterBank, IsWrittenToAllChipsAndProvedOnEach) {
     check_write("the last register of a chip does not hold",
                 {bank, ~0U, 0, 2, static_cast<unsigned>(bank.registers.size() - 1), failing(0x10, 0, 0x800)});
     check_write("forced to fail", {bank, ~0U, 1U << last, 99, 99, failing(0x12, 0x500, 0x800)});
-    check_write("forced, and not selected", {bank, 1, 1U << last});
+    check_write("forced, and not selected", {bank, 1, ~1U});
   }
 }
 
@@ -222,6 +223,13 @@ TEST(CommandRegister, IndexedTable) {
   ASSERT_EQ(calls[63], "mjtag BA 8F800000");
   check({"whole table", {"sc_9211_0101", 1}, calls, words});
   check({"no read", {"sc_9211_0101", 2}, {}});
+
+  // Entries that are not reached are cleared.
+  support::Recorder recorder(CONTROLLERS);
+  recorder.fail_call(2);
+  const RunResult stopped = run_macro({"sc_9211_0101", 1}, CONTROLLERS, recorder);
+  EXPECT_TRUE(std::all_of(stopped.data.begin(), stopped.data.begin() + 32, [](macro_word word) { return word == 0; }));
+  EXPECT_EQ(stopped.data[32], support::background(32));
 }
 
 /// A table macro and what is its own in an address register word.

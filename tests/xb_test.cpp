@@ -143,7 +143,8 @@ class Links : public testing::Test {
     machine_->offered = {0x1480, 0x1481, 0x1482, 0x1483, 0x1484, 0x1485, 0x1488, 0x148C};
     machine_->on_nested = [this](const scdb::NestedCall &call) {
       const auto words = [](const macro_word *from, unsigned count) { return Words(from, from + count); };
-      calls_.push_back({call.number, words(call.para, 16), words(call.unit.mring, MRING_WORDS)});
+      EXPECT_NE(call.exp, nullptr) << "it is not given the expected words";
+      calls_.push_back({call.number, words(call.para, 16), words(call.data, 16), words(call.unit.mring, MRING_WORDS)});
       if (call.number == 0x1480) {
         call.data[0] = mode_ | 0xFF3FFFFF;
       } else if (call.number == 0x1488) {
@@ -157,6 +158,7 @@ class Links : public testing::Test {
   struct Nested {
     macro_word number;
     Words para;
+    Words data;
     Words mring;
   };
 
@@ -249,6 +251,7 @@ TEST_F(Links, DriverOpensThePortsOfEightBoards) {
   std::fill_n(all_boards.begin(), 8, 3);
   EXPECT_EQ(calls_[0].number, 0x148CU);
   EXPECT_EQ(calls_[0].para, open);
+  EXPECT_EQ(calls_[0].data, Words(16, 0));
   EXPECT_EQ(calls_[0].mring, all_boards);
 }
 
