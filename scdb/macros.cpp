@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <regex>
 
 namespace scdb {
@@ -87,31 +88,38 @@ DynamicSymbols dynamic_symbols(const dl_phdr_info &object) {
   return found;
 }
 
-/// Where a text stands in memory that holds anything at all.  Byte by byte and without the sanitizer: its red zones
+/// What every identification string starts with.
+constexpr char MARK[] = "MACRO: ";
+constexpr std::ptrdiff_t MARK_LENGTH = sizeof MARK - 1;
+
+/// The next mark in memory that holds anything at all, or null.  Byte by byte and without the sanitizer: its red zones
 /// between variables are no bounds for this search.
-__attribute__((no_sanitize("address"))) const char *find_text(const char *begin, const char *end,
-                                                              std::string_view wanted) {
-  for (; end - begin >= static_cast<std::ptrdiff_t>(wanted.size()); ++begin) {
-    std::size_t same = 0;
-    while (same < wanted.size() && begin[same] == wanted[same])
+__attribute__((no_sanitize("address"))) const char *next_mark(const char *begin, const char *end) {
+  for (; end - begin >= MARK_LENGTH; ++begin) {
+    std::ptrdiff_t same = 0;
+    while (same < MARK_LENGTH && begin[same] == MARK[same])
       ++same;
-    if (same == wanted.size())
+    if (same == MARK_LENGTH)
       return begin;
   }
   return nullptr;
 }
 
-/// The text "MACRO: NAME (" and on to the end of its string, somewhere in the object's read-only memory.
-std::string find_identification(const dl_phdr_info &object, std::string_view name) {
-  const std::string wanted = fmt::format("MACRO: {} (", name);
+/// The identification strings "MACRO: NAME (..." in an object's read-only memory, by name.
+std::map<std::string_view, const char *> find_identifications(const dl_phdr_info &object) {
+  std::map<std::string_view, const char *> found;
   for (const ElfW(Phdr) & header : std::span{object.dlpi_phdr, object.dlpi_phnum}) {
     if (header.p_type != PT_LOAD || (header.p_flags & (PF_R | PF_W)) != PF_R)
       continue;
     const char *memory = at<char>(0, object.dlpi_addr + header.p_vaddr);
-    if (const char *text = find_text(memory, memory + header.p_filesz, wanted))
-      return text;
+    const char *end = memory + header.p_filesz;
+    while ((memory = next_mark(memory, end)) != nullptr) {
+      const char *name = memory + MARK_LENGTH;
+      found.emplace(std::string_view{name, std::strcspn(name, " ")}, memory);
+      memory = name;
+    }
   }
-  return {};
+  return found;
 }
 
 /// The macros of one loaded object, by name.
@@ -129,9 +137,14 @@ void collect(const dl_phdr_info &object, std::vector<Macro> &macros) {
       continue;
     // NOLINTNEXTLINE(performance-no-int-to-ptr): the symbol table holds addresses as integers.
     auto *entry = reinterpret_cast<macro_entry *>(object.dlpi_addr + symbol.st_value);
-    macros.push_back(
-        {std::string(name), parts->number, parts->variant, entry, object.dlpi_name, find_identification(object, name)});
+    macros.push_back({std::string(name), parts->number, parts->variant, entry, object.dlpi_name, {}});
   }
+  if (macros.size() == first)
+    return;
+  const std::map<std::string_view, const char *> identifications = find_identifications(object);
+  for (Macro &macro : std::span{macros}.subspan(first))
+    if (const auto text = identifications.find(macro.name); text != identifications.end())
+      macro.identification = text->second;
   std::ranges::sort(macros.begin() + static_cast<std::ptrdiff_t>(first), macros.end(), {}, &Macro::name);
 }
 
