@@ -331,9 +331,10 @@ TEST(ClockGenerator, ReloadRestartsWhatRan) {
   const Words operands(32, 0x87654321);
   {
     const support::Server server;
-    jtag(scdb::JtagAccess::write, 0xD1, 0x10F00000);
+    jtag(scdb::JtagAccess::write, 0xD1, 0x18F00000);
     ASSERT_EQ(run_macro({"cp_9AE1_0101", 0, {0, 1, 2, 3}, operands}, CHIP).status, 0U);
     EXPECT_EQ(pll_status() & (A_STOPPED | B_STOPPED | CORE_HELD), B_STOPPED);
+    EXPECT_EQ(jtag(scdb::JtagAccess::read, 0xE5), 0x40000000U) << "restart control";
     EXPECT_EQ(jtag(scdb::JtagAccess::read, 0x76), 0x87654321U);
   }
   const support::Server server;

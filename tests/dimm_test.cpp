@@ -204,9 +204,9 @@ TEST_F(Dimm, DelayAndTermination) {
     macro_word configuration;
     macro_word word;
   };
-  for (const Row &row :
-       {Row{0x0011, 0x60006000, 0xC0010004}, Row{0x1011, 0xFFFFFFFF, 0xC001000C}, Row{0x2011, 0x60004000, 0xC0010050},
-        Row{0x3011, 0x40006000, 0xC0010018}, Row{0x30004011, 0x00006000, 0xF0010020}}) {
+  for (const Row &row : {Row{0x0011, 0x60006000, 0xC0010004}, Row{0x1011, 0xFFFFFFFF, 0xC001000C},
+                         Row{0x2011, 0x60004000, 0xC0010050}, Row{0x2011, 0x60002000, 0xC0010050},
+                         Row{0x3011, 0x40006000, 0xC0010018}, Row{0x30004011, 0x20006000, 0xF0010020}}) {
     file_->held = {{1, 1}, {32, row.configuration}};
     EXPECT_EQ(run_macro({"ma_9007_0101", 0, {row.para}}, MAC).calls[3], put(35, row.word));
   }
@@ -246,6 +246,25 @@ TEST_F(Dimm, CompletionPoll) {
       EXPECT_EQ(run.result, -1);
       EXPECT_EQ(run.status, 0U);
     }
+}
+
+TEST_F(Dimm, ResultWordsAreClearedBeforeTheWork) {
+  struct Row {
+    const char *macro;
+    std::size_t failing;
+    std::vector<macro_word> data;
+  };
+  for (const Row &row : {
+           Row{"ma_9003_0101", 0, {0, 0, 0}},
+           Row{"ma_9007_0101", 0, {}},  // the configuration is read first
+           Row{"ma_9007_0101", 1, {0, 0, 0}},
+           Row{"ma_9009_0101", 0, {0, 0, 0}},
+       }) {
+    SCOPED_TRACE(row.macro);
+    support::Recorder recorder(MAC);
+    recorder.fail_call(row.failing);
+    expect_data(run_macro({row.macro, 0, {1}}, MAC, recorder), row.data);
+  }
 }
 
 TEST_F(Dimm, BothGroupsInTurn) {

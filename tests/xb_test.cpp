@@ -145,6 +145,7 @@ class Links : public testing::Test {
       const auto words = [](const macro_word *from, unsigned count) { return Words(from, from + count); };
       EXPECT_NE(call.exp, nullptr) << "it is not given the expected words";
       calls_.push_back({call.number, words(call.para, 16), words(call.data, 16), words(call.unit.mring, MRING_WORDS)});
+      _RETURN = 1;  // a status short of failure, which does not outlive the test
       if (call.number == 0x1480) {
         call.data[0] = mode_ | 0xFF3FFFFF;
       } else if (call.number == 0x1488) {
@@ -210,6 +211,7 @@ TEST_F(Links, BlocksOfTheCalls) {
     return words;
   };
   ASSERT_EQ(calls_.size(), 24U);
+  EXPECT_EQ(calls_[0].data, Words(16, 0));
   for (std::size_t i = 0; i < calls_.size(); ++i) {
     SCOPED_TRACE(fmt::format("call {}: {:X}", i, calls_[i].number));
     EXPECT_EQ(calls_[i].mring, all_boards);

@@ -57,21 +57,19 @@ struct GroupCalibration : mac::RegisterFile {
 
     if (!calibrate_part(mac::SEARCH_IMPEDANCES, _DIMMADD, IMPEDANCE_PLACE))
       return status();
-    if (!found()) {
-      if (!(set_up_mode() && set_up_drivers() && cycle_mode()))
+    if (found())
+      return conclude();
+    if (!(set_up_mode() && set_up_drivers() && cycle_mode()))
+      return status();
+    for (const Rank &rank : RANKS) {
+      if (!has(rank))
+        continue;
+      if (!calibrate_part(mac::ADJUST_DRIVERS, _DIMMADD | (_PARA[0] & mac::DELAY_FIELD) | rank.code, rank.place))
         return status();
-      for (const Rank &rank : RANKS) {
-        if (!has(rank))
-          continue;
-        if (!calibrate_part(mac::ADJUST_DRIVERS, _DIMMADD | (_PARA[0] & mac::DELAY_FIELD) | rank.code, rank.place))
-          return status();
-        if (found())
-          return conclude();
-      }
-      if (!set_mode(_DIMMADD))
-        return status();
+      if (found())
+        return conclude();
     }
-    return conclude();
+    return set_mode(_DIMMADD) ? conclude() : status();
   }
 
   /// Runs a part of the calibration and takes its verdict in.

@@ -7,8 +7,8 @@ namespace {
 /// Searches the impedance code of a group's pull-up driver downwards and of its pull-down driver upwards, and leaves
 /// both in register C.  A search ends well when the comparator turns over between the ends of the code range.
 ///
-/// Group word, 0 = nothing found: bit 31 finding, bits 29-27 and 26 search and kind, bit 25 no valid comparison,
-/// bits 12-15 or 8-11 the code at which the search ended.
+/// Group word, 0 = nothing found: bit 31 finding; bits 29 and 27 in the pull-up search, bits 28 and 26 in the pull-down
+/// search; bit 25 no valid comparison; bits 12-15 or 8-11 the code at which that search ended.
 struct ImpedanceSearch : mac::RegisterFile {
   macro_word _ERRPCH = 0;
   macro_word _ERRNCH = 0;

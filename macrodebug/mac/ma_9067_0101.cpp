@@ -7,52 +7,57 @@ namespace {
 /// Dumps the groups of registers that bits of _PARA[0] select.  Every register has its own place in _DATA[0] to
 /// _DATA[71], whether or not the groups before it are read.
 struct SelectiveDump : mac::RegisterFile {
-  /// Some consecutive registers of a group.
+  /// Consecutive registers.
   struct Range {
-    macro_word bit;  ///< the group's bit, 0 being the most significant
     macro_word first;
-    int32_t count;
-    bool common;  ///< whether the group brings the common registers with it
+    int32_t count;  ///< 0 = none
   };
-  static constexpr Range RANGES[] = {
-      {2, 158, 1, false},  {2, 140, 1, false},                      // 0-1
-      {3, 159, 1, false},  {3, 142, 1, false},                      // 2-3
-      {5, 90, 1, false},                                            // 4
-      {6, 117, 2, false},                                           // 5-6
-      {7, 125, 1, false},  {7, 127, 1, false},                      // 7-8
-      {8, 144, 5, true},   {9, 150, 2, true},  {10, 152, 4, true},  // 9-19
-      {12, 160, 10, true}, {13, 170, 2, true}, {14, 172, 4, true},  // 20-35
-      {16, 176, 10, true}, {17, 186, 2, true}, {18, 188, 4, true},  // 36-51
+  struct Group {
+    macro_word bit;  ///< selects the group, 0 being the most significant
+    bool common;     ///< whether it brings the common registers with it
+    Range ranges[2];
   };
-  struct Common {
-    macro_word first;
-    int32_t count;
+  static constexpr Group GROUPS[] = {
+      {2, false, {{158, 1}, {140, 1}}},  // 0-1
+      {3, false, {{159, 1}, {142, 1}}},  // 2-3
+      {5, false, {{90, 1}}},             // 4
+      {6, false, {{117, 2}}},            // 5-6
+      {7, false, {{125, 1}, {127, 1}}},  // 7-8
+      {8, true, {{144, 5}}},             // 9-13
+      {9, true, {{150, 2}}},             // 14-15
+      {10, true, {{152, 4}}},            // 16-19
+      {12, true, {{160, 10}}},           // 20-29
+      {13, true, {{170, 2}}},            // 30-31
+      {14, true, {{172, 4}}},            // 32-35
+      {16, true, {{176, 10}}},           // 36-45
+      {17, true, {{186, 2}}},            // 46-47
+      {18, true, {{188, 4}}},            // 48-51
   };
   /// 194 and 197 do not exist.
-  static constexpr Common COMMON[] = {{192, 2}, {195, 2}, {198, 13}, {224, 3}};  // 52-71
+  static constexpr Range COMMON[] = {{192, 2}, {195, 2}, {198, 13}, {224, 3}};  // 52-71
 
   int run() {
-    for (const Range &range : RANGES) {
-      _WORK0 = lmcr_shift(_PARA[0], range.bit, 31, 1);
-      if (_WORK0 != 1) {
-        _COUNT0 += range.count;
-        continue;
-      }
-      if (!dump(range.first, range.count))
-        return frame::STOPPED;
-      if (range.common)
+    for (const Group &group : GROUPS) {
+      _WORK0 = lmcr_shift(_PARA[0], group.bit, 31, 1);
+      for (const Range &range : group.ranges)
+        if (_WORK0 != 1)
+          _COUNT0 += range.count;
+        else if (!dump(range))
+          return frame::STOPPED;
+      if (_WORK0 == 1 && group.common)
         _FLAG0 = 1;
     }
     if (_FLAG0 == 0)
       return frame::DONE;
-    for (const Common &range : COMMON)
-      if (!dump(range.first, range.count))
+    for (const Range &range : COMMON)
+      if (!dump(range))
         return frame::STOPPED;
     return frame::DONE;
   }
 
-  [[nodiscard]] bool dump(macro_word first, int32_t count) {
-    for (macro_word number = first; count > 0; --count)
+  [[nodiscard]] bool dump(const Range &range) {
+    macro_word number = range.first;
+    for (_COUNT1 = 0; _COUNT1 < range.count; ++_COUNT1)
       if (!get(number++, _DATA[_COUNT0++]))
         return false;
     return true;

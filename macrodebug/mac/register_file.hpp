@@ -38,7 +38,7 @@ inline constexpr macro_word COMPLETE = 0x80000000;
 inline constexpr macro_word FINDING = 0x40000000;
 inline constexpr macro_word VERDICT = COMPLETE | FINDING;
 
-// Macros called by number.
+// Macros called by number: with a plural name for the selected groups in turn, with a singular name for one group.
 inline constexpr macro_word CALIBRATE_GROUP = 0x9001;
 inline constexpr macro_word SEARCH_IMPEDANCES = 0x9002;
 inline constexpr macro_word SEARCH_IMPEDANCE = 0x9003;
