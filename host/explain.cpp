@@ -80,7 +80,25 @@ std::string meaning_in_failure_record(std::size_t index, const scdb::Failure &fa
   }
 }
 
+/// The chips that a write with read-back found wrong, empty when the record is of something else: word 6 is then the
+/// mask of failing boards, and words 8 to 23 hold the failing chips of exactly these boards.
+std::string describe_failing_chips(std::span<const macro_word> record) {
+  if (record[ERR_SUBCODE] != SUB_THIRD)
+    return {};
+  std::string chips;
+  for (std::size_t board = 0; board < scdb::BOARDS; ++board) {
+    const macro_word word = record[ERR_LOCATION + board];
+    if (((record[ERR_VALUE] >> board & 1) != 0) != (word != 0))
+      return {};
+    if (word != 0)
+      chips += fmt::format("{}{}", chips.empty() ? "" : "; ", describe_location(board, word));
+  }
+  return chips;
+}
+
 std::string describe_parameter_error(std::span<const macro_word> record) {
+  if (const std::string chips = describe_failing_chips(record); !chips.empty())
+    return fmt::format("a register does not hold what is written, on {}", chips);
   return fmt::format("parameter refused: {}, value {}", title_of_sub_code(record[ERR_SUBCODE]), hex(record[ERR_VALUE]));
 }
 

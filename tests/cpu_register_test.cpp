@@ -129,13 +129,16 @@ TEST_F(CpuRegisters, OneRegister) {
            write_byte(0x03, 0x00300000, "B2", 0x89ABCD13),
            write_byte(0x04, 0x00400000, "B3", 0x13ABCDEF),
            write_byte(0x05, 0x00500000, "B3", 0x8913CDEF),
+           Row{"byte of zeros",
+               {"cp_9A12_0101", 2, {0x01}, {0x12345600}},
+               {"write B0 68100000", "read B1", "write B2 8900CDEF"}},
            // A register write sends the low 20 bits.
            Row{"write 16", {"cp_9A12_0101", 2, {0x08}, {0xFFF12345}}, {"write B0 41012345"}},
            Row{"write 39", {"cp_9A12_0101", 2, {0x17}, {0xFFFFFFFF}}, {"write B0 427FFFFF"}},
            Row{"no direction", {"cp_9A12_0101", 0, {0x05}}, {}},
            refused(1, 0x18),
            refused(2, 0x1B),
-           refused(9, 0xABCDEF1F),
+           refused(9, 0xABCDEFFF),
        })
     check(row);
 }

@@ -20,7 +20,7 @@ struct OneRegister : cpu::RegisterPort {
     }
     const macro_word index = _PARA[0] & INDEX;
     const macro_word field = cpu::register_field(2 * group + index);
-    const macro_word position = (index * 8) & 24;
+    const macro_word position = (index & 3) * 8;  // of the byte in the word
 
     if (_RW == frame::READ) {
       if (!ask(field | cpu::READ_FOR_BYTE, _WORK0))
