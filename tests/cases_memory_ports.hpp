@@ -42,7 +42,7 @@ inline std::vector<Case> memory_ports() {
   };
   for (const auto &[prefix, data, control] : {Port{"cpj_A30", "30", "33"}, Port{"cpj_A34", "34", "37"},
                                               Port{"cpj_A38", "38", "3B"}, Port{"cpj_A3C", "3C", "3F"}}) {
-    const auto name = [&](char digit) { return std::string(prefix) + digit + "_0101"; };
+    const auto name = [start = std::string(prefix)](char digit) { return start + digit + "_0101"; };
     add({name('3'), 1, {0, 1}}, {data}, 16 * 9 - 1);
     add({name('5'), 1, {0, 1}}, {data}, 2 * 8 - 1);
     add({name('4'), 1, {7, 1}}, {data}, 1 + 6 + 3 + 6 * 3 - 1);
