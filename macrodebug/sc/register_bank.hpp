@@ -34,7 +34,7 @@ template <unsigned N>
 /// chip, that each holds what was written.
 ///
 /// Bits of _PARA[1] make the proof of these registers fail on every chip, so that the record of a failure can be tried.
-template <auto BANK>
+template <const auto &BANK>
 struct RegisterBank : frame::BroadcastFrame {
   static constexpr macro_word WRITE_BIT = 0x80;
   // Chips of a board and the first one's bit in a location word.
