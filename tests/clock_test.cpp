@@ -5,20 +5,16 @@
 
 #include "support/support.hpp"
 
+using support::Lines;
 using support::run_macro;
 using support::RunInput;
 using support::RunResult;
-using Lines = std::vector<std::string>;
-using Words = std::vector<macro_word>;
+using support::Words;
+using support::operator+;
 
 namespace {
 
 const support::UnitWords CPU = support::one_chip(scdb::ChipKind::cpu, 1, 1);
-
-Lines operator+(Lines first, const Lines &more) {
-  first.insert(first.end(), more.begin(), more.end());
-  return first;
-}
 
 /// Areas of a nested macro as text: how many words it takes there, 0 standing for none, which must be a null pointer.
 std::string area(const macro_word *words, std::size_t count) {

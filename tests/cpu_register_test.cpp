@@ -3,10 +3,11 @@
 
 #include "support/support.hpp"
 
+using support::Lines;
 using support::run_macro;
 using support::RunInput;
 using support::RunResult;
-using Lines = std::vector<std::string>;
+using support::operator+;
 
 namespace {
 
@@ -42,13 +43,7 @@ struct Row {
 void check(const Row &row) {
   SCOPED_TRACE(fmt::format("{}: {}", row.input.macro, row.what));
   const RunResult run = run_macro(row.input, CPU);
-  EXPECT_EQ(run.calls, row.calls);
-  for (std::size_t i = 0; i < row.data.size(); ++i)
-    EXPECT_EQ(run.data[i], row.data[i]) << "word " << i;
-  EXPECT_EQ(run.written.size(), row.input.data.empty() ? row.data.size() : 0);
-  std::array<macro_word, ERROR_RECORD_WORDS> untouched{};
-  untouched.fill(support::ERR_BACKGROUND);
-  EXPECT_EQ(run.err, row.refused ? row.record : untouched);
+  support::expect_run(run, row.input, row.calls, row.data, row.refused ? std::optional(row.record) : std::nullopt);
   EXPECT_EQ(run.status, row.refused ? MACRO_FAILED : row.input.status);
   EXPECT_EQ(run.result, 0);
 }
@@ -146,11 +141,6 @@ TEST_F(CpuRegisters, OneRegister) {
 /// The opening accesses of the classes; the machine answers all ones.
 const Lines OPEN_1{"write B8 0", "read 61", "write 41 FFFF8FFF"};
 const Lines OPEN_4{"read 7E", "write 5E 3FF"};
-
-Lines operator+(Lines first, const Lines &more) {
-  first.insert(first.end(), more.begin(), more.end());
-  return first;
-}
 
 TEST_F(CpuRegisters, ControlSequences) {
   static constexpr macro_word VALUE = 0xABCDEFA5;  // low 12 bits FA5, low 4 bits 5

@@ -12,10 +12,11 @@
 
 #include "support/support.hpp"
 
+using support::Lines;
 using support::run_macro;
 using support::RunInput;
 using support::RunResult;
-using Lines = std::vector<std::string>;
+using support::operator+;
 
 /// What the tests of the DIMM macros share.
 namespace dimm {
@@ -96,11 +97,6 @@ inline Lines starting_with(const Lines &lines, const std::string &start) {
   std::ranges::copy_if(lines, std::back_inserter(result),
                        [&](const std::string &line) { return line.starts_with(start); });
   return result;
-}
-
-inline Lines operator+(Lines lines, const Lines &more) {
-  lines.insert(lines.end(), more.begin(), more.end());
-  return lines;
 }
 
 inline Lines operator*(int times, const Lines &lines) {

@@ -5,20 +5,16 @@
 
 #include "support/support.hpp"
 
+using support::Lines;
+using support::Record;
 using support::run_macro;
 using support::RunInput;
 using support::RunResult;
 using support::UnitWords;
-using Lines = std::vector<std::string>;
-using Words = std::vector<macro_word>;
-using Record = std::array<macro_word, ERROR_RECORD_WORDS>;
+using support::Words;
+using support::operator+;
 
 namespace {
-
-Lines operator+(Lines first, const Lines &more) {
-  first.insert(first.end(), more.begin(), more.end());
-  return first;
-}
 
 /// Chips 0 and 2 of board 1, with chips of all other kinds, and chip 3 of board 4.  Board 3 is in the unit without a
 /// chip; board 2 has chips and is not.
@@ -43,21 +39,10 @@ struct Row {
   UnitWords unit = CONTROLLERS;
 };
 
-Record untouched() {
-  Record record{};
-  record.fill(support::ERR_BACKGROUND);
-  return record;
-}
-
 void check(const Row &row) {
   SCOPED_TRACE(fmt::format("{}: {}", row.input.macro, row.what));
   const RunResult run = run_macro(row.input, row.unit);
-  EXPECT_EQ(run.calls, row.calls);
-  Words expected = row.data;
-  for (std::size_t i = expected.size(); i < run.data.size(); ++i)
-    expected.push_back(i < row.input.data.size() ? row.input.data[i] : support::background(i));
-  EXPECT_EQ(run.data, expected);
-  EXPECT_EQ(run.err, row.record.value_or(untouched()));
+  support::expect_run(run, row.input, row.calls, row.data, row.record);
   EXPECT_EQ(run.status, row.record ? MACRO_FAILED : row.input.status);
   EXPECT_EQ(run.result, row.result);
 }

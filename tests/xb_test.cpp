@@ -6,20 +6,16 @@
 
 #include "support/support.hpp"
 
+using support::Lines;
+using support::Record;
 using support::run_macro;
 using support::RunInput;
 using support::RunResult;
 using support::UnitWords;
-using Lines = std::vector<std::string>;
-using Words = std::vector<macro_word>;
-using Record = std::array<macro_word, ERROR_RECORD_WORDS>;
+using support::Words;
+using support::operator+;
 
 namespace {
-
-Lines operator+(Lines first, const Lines &more) {
-  first.insert(first.end(), more.begin(), more.end());
-  return first;
-}
 
 UnitWords crossbars(macro_word type, macro_word boards = 0x6) {
   UnitWords unit{type, boards, {}};
@@ -48,14 +44,7 @@ struct Row {
 void check(const Row &row) {
   SCOPED_TRACE(fmt::format("{}: {}", row.input.macro, row.what));
   const RunResult run = run_macro(row.input, row.unit);
-  EXPECT_EQ(run.calls, row.calls);
-  Words expected = row.data;
-  for (std::size_t i = expected.size(); i < run.data.size(); ++i)
-    expected.push_back(support::background(i));
-  EXPECT_EQ(run.data, expected);
-  Record untouched{};
-  untouched.fill(support::ERR_BACKGROUND);
-  EXPECT_EQ(run.err, row.record.value_or(untouched));
+  support::expect_run(run, row.input, row.calls, row.data, row.record);
   EXPECT_EQ(run.status, row.record ? MACRO_FAILED : 0);
   EXPECT_EQ(run.result, row.record ? -1 : 0);
 }

@@ -310,6 +310,23 @@ std::array<macro_word, ERROR_RECORD_WORDS> refusal(macro_word subcode, macro_wor
   return record;
 }
 
+Lines operator+(Lines lines, const Lines &more) {
+  lines.insert(lines.end(), more.begin(), more.end());
+  return lines;
+}
+
+void expect_run(const RunResult &run, const RunInput &input, const Lines &calls, const Words &data,
+                const std::optional<Record> &record) {
+  EXPECT_EQ(run.calls, calls);
+  Words expected = data;
+  for (std::size_t i = expected.size(); i < run.data.size(); ++i)
+    expected.push_back(i < input.data.size() ? input.data[i] : background(i));
+  EXPECT_EQ(run.data, expected);
+  Record untouched{};
+  untouched.fill(ERR_BACKGROUND);
+  EXPECT_EQ(run.err, record.value_or(untouched));
+}
+
 Server::Server(const std::string &description)
     : before_{scdb::attach(scdb::open_machine_text(description, "test description"))} {}
 

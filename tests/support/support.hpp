@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,13 @@
 
 /// What tests of macros share: unit words, a recorder of primitive calls, a machine that answers as told, and a runner.
 namespace support {
+
+using Lines = std::vector<std::string>;
+using Words = std::vector<macro_word>;
+using Record = std::array<macro_word, ERROR_RECORD_WORDS>;
+
+/// Lines and the lines after them.
+[[nodiscard]] Lines operator+(Lines lines, const Lines &more);
 
 /// The unit words of a run.
 struct UnitWords {
@@ -122,8 +130,8 @@ struct RunInput {
   macro_word rw = 0;
   std::vector<macro_word> para = {};
   std::vector<macro_word> data = {};  ///< first words of _DATA; the others hold a background pattern
-  std::size_t data_words = 64;   ///< size of _DATA, at least data.size()
-  macro_word status = 0;         ///< what the status cell holds before the run
+  std::size_t data_words = 64;        ///< size of _DATA, at least data.size()
+  macro_word status = 0;              ///< what the status cell holds before the run
 };
 
 /// What came of it.
@@ -149,6 +157,11 @@ inline constexpr macro_word ERR_BACKGROUND = 0x5A5A5A5A;
 /// `input.para` 0.  The words of _EXP are 16 and 0.  Checks that the words around every area are left alone.
 RunResult run_macro(const RunInput &input, const UnitWords &unit, Recorder &recorder);
 RunResult run_macro(const RunInput &input, const UnitWords &unit);
+
+/// Expects these calls of a run, these words from the start of _DATA with all others as they were, and this error
+/// record, or one that was left alone.
+void expect_run(const RunResult &run, const RunInput &input, const Lines &calls, const Words &data,
+                const std::optional<Record> &record);
 
 /// A parameter error's record: words 0, 5, 6 as given, and the named further words; all others untouched.
 [[nodiscard]] std::array<macro_word, ERROR_RECORD_WORDS> refusal(
