@@ -451,6 +451,8 @@ TEST(NestedCalls, ReachLibraryMachineAndNothingElse) {
       "lmcr_maccall, macro 0x9999: no loaded library and not the machine has a macro of this number (nested macro)");
   EXPECT_EQ(call(1, 0x1A01), -1);
   EXPECT_EQ(attached->deepest, 64U);
+  // All levels failed; the record is that of the innermost.
+  EXPECT_EQ(scdb::read_failure(err).value().outcome.reason, Reason::too_deep);
 }
 
 TEST(Names, AreTakenApart) {

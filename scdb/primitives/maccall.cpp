@@ -36,7 +36,7 @@ int32_t lmcr_maccall(macro_word unit_type, macro_word unit_no, const macro_word 
 
   std::int32_t value = COULD_NOT_RUN;
   Outcome outcome = Outcome::failure(ask_observers(call));
-  bool reported = false;  // by the called macro itself, whose record is the better one
+  bool reported = false;  // by what failed inside the called macro: that record is the better one
   if (outcome.ok()) {
     if (context.depth >= DEEPEST) {
       outcome = Outcome::failure(Reason::too_deep);
@@ -49,8 +49,11 @@ int32_t lmcr_maccall(macro_word unit_type, macro_word unit_no, const macro_word 
       }
     } else if (machine().offers(number)) {
       const Level level;
+      const bool failed_before = _RETURN == MACRO_FAILED;
       outcome = machine().nested({number, rw, unit, para, data, err, exp});
       value = outcome.ok() ? 0 : COULD_NOT_RUN;
+      // A primitive that failed inside has written the record already.
+      reported = !failed_before && _RETURN == MACRO_FAILED;
     } else {
       outcome = Outcome::failure(Reason::no_macro);
     }
