@@ -6,6 +6,12 @@
 namespace host {
 
 void add_list(CLI::App &app, Action &action);
+void add_show(CLI::App &app, Action &action);
 void add_run(CLI::App &app, Action &action);
+void add_units(CLI::App &app, Action &action);
+void add_jtag(CLI::App &app, Action &action);
+void add_ring(CLI::App &app, Action &action);
+void add_i2c(CLI::App &app, Action &action);
+void add_mbc(CLI::App &app, Action &action);
 
 }  // namespace host

@@ -25,34 +25,26 @@ constexpr std::array<SubCode, 6> SUB_CODES{{
     {SUB_FIELD, "a field inside a packed word is invalid"},
 }};
 
-std::string title_of_sub_code(macro_word code) {
+std::string describe_sub_code(macro_word code, const MacroEntry *entry) {
   const auto number = static_cast<std::int32_t>(code);
-  for (const SubCode &row : SUB_CODES)
-    if (row.code == code)
-      return fmt::format("{} (sub-code {})", row.title, number);
-  return fmt::format("sub-code {}", number);
+  std::string_view title = entry != nullptr ? entry->title_of_sub_code(code) : std::string_view{};
+  if (title.empty())
+    title = title_of_sub_code(code);
+  return title.empty() ? fmt::format("sub-code {}", number) : fmt::format("{} (sub-code {})", title, number);
 }
 
-/// The chips that a location word selects: "board 2: cpu 0-1, sc 0".
+/// "board 2: cpu 0-1, sc 0".
 std::string describe_location(std::size_t board, macro_word word) {
-  std::string chips;
-  macro_word unknown = word;
-  for (const scdb::ChipKindInfo &row : scdb::CHIP_KINDS) {
-    const macro_word mask = scdb::chip_mask(row.kind);
-    if ((word & mask) != 0)
-      chips +=
-          fmt::format("{}{} {}", chips.empty() ? "" : ", ", row.name, list_of_bits((word & mask) >> row.first_bit));
-    unknown &= ~mask;
-  }
-  return unknown == 0 ? fmt::format("board {}: {}", board, chips) : std::string{};
+  const std::string chips = describe_chips(word);
+  return chips.empty() ? chips : fmt::format("board {}: {}", board, chips);
 }
 
-std::string meaning_in_parameter_record(std::size_t index, macro_word value) {
+std::string meaning_in_parameter_record(std::size_t index, macro_word value, const MacroEntry *entry) {
   switch (index) {
     case ERR_CLASS:
       return "parameter error";
     case ERR_SUBCODE:
-      return title_of_sub_code(value);
+      return describe_sub_code(value, entry);
     case ERR_VALUE:
       return "offending value";
     case ERR_CONTEXT:
@@ -96,15 +88,16 @@ std::string describe_failing_chips(std::span<const macro_word> record) {
   return chips;
 }
 
-std::string describe_parameter_error(std::span<const macro_word> record) {
+std::string describe_parameter_error(std::span<const macro_word> record, const MacroEntry *entry) {
   if (const std::string chips = describe_failing_chips(record); !chips.empty())
     return fmt::format("a register does not hold what is written, on {}", chips);
-  return fmt::format("parameter refused: {}, value {}", title_of_sub_code(record[ERR_SUBCODE]), hex(record[ERR_VALUE]));
+  return fmt::format("parameter refused: {}, value {}", describe_sub_code(record[ERR_SUBCODE], entry),
+                     hex(record[ERR_VALUE]));
 }
 
-std::string describe_status(std::span<const macro_word> record) {
+std::string describe_status(std::span<const macro_word> record, const MacroEntry *entry) {
   if (record[ERR_CLASS] == ERR_PARAMETER)
-    return describe_parameter_error(record);
+    return describe_parameter_error(record, entry);
   if (const std::optional<scdb::Failure> failure = scdb::read_failure(record))
     return scdb::describe(*failure);
   const bool empty = std::ranges::all_of(record, [](macro_word word) { return word == 0; });
@@ -135,7 +128,7 @@ std::string describe_crash(const Crash &crash) {
 
 }  // namespace
 
-std::vector<RecordWord> explain_record(std::span<const macro_word> record) {
+std::vector<RecordWord> explain_record(std::span<const macro_word> record, const MacroEntry *entry) {
   const std::optional<scdb::Failure> failure = scdb::read_failure(record);
   std::vector<RecordWord> words;
   for (std::size_t i = 0; i < record.size(); ++i) {
@@ -143,22 +136,40 @@ std::vector<RecordWord> explain_record(std::span<const macro_word> record) {
       continue;
     words.push_back({i, record[i], {}});
     if (record[ERR_CLASS] == ERR_PARAMETER)
-      words.back().meaning = meaning_in_parameter_record(i, record[i]);
+      words.back().meaning = meaning_in_parameter_record(i, record[i], entry);
     else if (failure)
       words.back().meaning = meaning_in_failure_record(i, *failure);
   }
   return words;
 }
 
-std::vector<std::string> failures_of(const RunResult &run) {
+std::vector<std::string> failures_of(const RunResult &run, const MacroEntry *entry) {
   std::vector<std::string> failures;
   if (run.crash)
     failures.push_back(describe_crash(*run.crash));
   for (const Breach &underrun : run.underruns)
     failures.push_back(fmt::format("write to {}", describe(underrun)));
   if (run.status == MACRO_FAILED)
-    failures.push_back(describe_status(run.record));
+    failures.push_back(describe_status(run.record, entry));
   return failures;
+}
+
+std::string_view title_of_sub_code(macro_word code) {
+  const auto row = std::ranges::find(SUB_CODES, code, &SubCode::code);
+  return row == SUB_CODES.end() ? std::string_view{} : row->title;
+}
+
+std::string describe_chips(macro_word location) {
+  std::string chips;
+  macro_word unknown = location;
+  for (const scdb::ChipKindInfo &row : scdb::CHIP_KINDS) {
+    const macro_word mask = scdb::chip_mask(row.kind);
+    if ((location & mask) != 0)
+      chips +=
+          fmt::format("{}{} {}", chips.empty() ? "" : ", ", row.name, list_of_bits((location & mask) >> row.first_bit));
+    unknown &= ~mask;
+  }
+  return unknown == 0 ? chips : std::string{};
 }
 
 std::string_view name_of(Access access) {

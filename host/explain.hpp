@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "catalogue.hpp"
 #include "runner.hpp"
 
 namespace host {
@@ -17,10 +18,19 @@ struct RecordWord {
 };
 
 /// The words of an error record that say something, in order: all that a failed primitive writes, and those not 0.
-[[nodiscard]] std::vector<RecordWord> explain_record(std::span<const macro_word> record);
+/// @param entry  tells what sub-codes mean; null where the macro has none.
+[[nodiscard]] std::vector<RecordWord> explain_record(std::span<const macro_word> record,
+                                                     const MacroEntry *entry = nullptr);
 
 /// Everything that went wrong in a run, a sentence each, the gravest first; empty for a run without failure.
-[[nodiscard]] std::vector<std::string> failures_of(const RunResult &run);
+/// @param entry  as for explain_record().
+[[nodiscard]] std::vector<std::string> failures_of(const RunResult &run, const MacroEntry *entry = nullptr);
+
+/// What a sub-code means in all macros; empty for one that has no common meaning.
+[[nodiscard]] std::string_view title_of_sub_code(macro_word code);
+
+/// The chips that a location word selects: "cpu 0-1, sc 0"; empty when it has bits that stand for no chip.
+[[nodiscard]] std::string describe_chips(macro_word location);
 
 /// "read", "write", "unknown".
 [[nodiscard]] std::string_view name_of(Access access);

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "decode.hpp"
 #include "explain.hpp"
 #include "report.hpp"
 #include "scdb/record.hpp"
@@ -61,11 +62,28 @@ Json json_of_failure(std::span<const macro_word> record) {
           {"reason", scdb::title_of(outcome.reason)}};
 }
 
-Json json_of_record(std::span<const macro_word> record) {
+Json json_of_record(std::span<const macro_word> record, const MacroEntry *entry) {
   Json meanings = Json::array();
-  for (const RecordWord &word : explain_record(record))
+  for (const RecordWord &word : explain_record(record, entry))
     meanings.push_back({{"index", word.index}, {"word", hex(word.value)}, {"meaning", word.meaning}});
   return {{"words", json_of(record)}, {"failure", json_of_failure(record)}, {"meanings", std::move(meanings)}};
+}
+
+/// What the catalogue names in _DATA.
+Json json_of_decoded(const RunRequest &request, const RunResult &run) {
+  Json list = Json::array();
+  if (!request.entry)
+    return list;
+  for (const DecodedBlock &block : decode({*request.entry, request.rw, request.para}, run.data))
+    for (const DecodedRecord &record : block.records) {
+      Json fields = Json::object();
+      for (const DecodedField &field : record.fields)
+        fields[field.field->name] =
+            field.value ? Json{{"value", *field.value}, {"text", text_of(*field.field, *field.value)}} : Json(nullptr);
+      list.push_back(
+          {{"name", record.name}, {"start", record.start}, {"words", json_of(record.words)}, {"fields", fields}});
+    }
+  return list;
 }
 
 Json json_of(const Selection &unit) {
@@ -88,6 +106,7 @@ Json json_report(const RunRequest &request, const RunResult &run) {
   Json rings = Json::array();
   for (const scdb::OpenRing &open : run.open_rings)
     rings.push_back({{"chip", scdb::to_string(open.chip)}, {"ring", fmt::format("0x{:02X}", open.ring)}});
+  const std::vector<std::string> findings = findings_of(request, run);
   return {{"macro", request.macro->name},
           {"identification", request.macro->identification},
           {"library", request.macro->library},
@@ -96,12 +115,17 @@ Json json_report(const RunRequest &request, const RunResult &run) {
           {"rw", hex(request.rw)},
           {"para", json_of(request.para)},
           {"ok", run.ok()},
-          {"failures", failures_of(run)},
+          {"verdict", !run.ok()          ? "failure"
+                      : findings.empty() ? "pass"
+                                         : "finding"},
+          {"failures", failures_of(run, request.entry.get())},
+          {"findings", findings},
           {"return", hex(run.status)},
           {"result", run.result ? Json(*run.result) : Json(nullptr)},
           {"calls", run.calls},
           {"data", json_of(run.data)},
-          {"record", json_of_record(run.record)},
+          {"decoded", json_of_decoded(request, run)},
+          {"record", json_of_record(run.record, request.entry.get())},
           {"crash", run.crash ? json_of(*run.crash) : Json(nullptr)},
           {"underruns", std::move(underruns)},
           {"open_rings", std::move(rings)}};

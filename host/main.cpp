@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <span>
 #include <sstream>
 
 #include "commands.hpp"
@@ -32,11 +33,23 @@ std::string commands_of(const CLI::App &app) {
   return names;
 }
 
-/// @param first  the first argument, which is to be a command.
-[[noreturn]] void refuse(const CLI::App &app, std::string_view first, const CLI::ParseError &error) {
-  if (!app.get_subcommands().empty())
-    throw InputError(fmt::format("{} ('mcrhost {} --help' shows the options)", error.what(),
-                                 app.get_subcommands().front()->get_name()));
+/// @param arguments  those of the program.
+[[noreturn]] void refuse(const CLI::App &app, std::span<char *> arguments, const CLI::ParseError &error) {
+  const std::string_view first = arguments.empty() ? std::string_view{} : arguments[0];
+  const CLI::App *given = &app;
+  std::string name;
+  while (!given->get_subcommands().empty()) {
+    given = given->get_subcommands().front();
+    name += (name.empty() ? "" : " ") + given->get_name();
+  }
+  if (const std::string parts = commands_of(*given); given != &app && !parts.empty()) {
+    const std::string_view second = arguments.size() > 1 ? arguments[1] : std::string_view{};
+    throw InputError(second.empty() || second.starts_with('-')
+                         ? fmt::format("{}: what to do is missing; give {}", name, parts)
+                         : fmt::format("{}: there is no '{}'; give {}", name, second, parts));
+  }
+  if (given != &app)
+    throw InputError(fmt::format("{} ('mcrhost {} --help' shows the options)", error.what(), name));
   if (!first.empty() && !first.starts_with('-'))
     throw InputError(fmt::format("there is no command '{}'; the commands are {}", first, commands_of(app)));
   throw InputError(fmt::format("{} ('mcrhost --help' shows the options)", error.what()));
@@ -53,12 +66,19 @@ Action parse(int argc, char **argv) {
   app.footer(
       "Examples:\n"
       "  mcrhost list\n"
+      "  mcrhost show cp_9A12_0101\n"
       "  mcrhost run cp_9A10_0101 --unit cpu:0.0\n"
       "\n"
       "'mcrhost COMMAND --help' tells more of a command.");
   Action action;
   add_list(app, action);
+  add_show(app, action);
   add_run(app, action);
+  add_units(app, action);
+  add_jtag(app, action);
+  add_ring(app, action);
+  add_i2c(app, action);
+  add_mbc(app, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &wanted) {
@@ -67,7 +87,7 @@ Action parse(int argc, char **argv) {
     write_output(text.str());
     return [] { return ExitStatus::ok; };
   } catch (const CLI::ParseError &error) {
-    refuse(app, argc > 1 ? argv[1] : "", error);
+    refuse(app, {argv + 1, argv + argc}, error);
   }
   if (!action)
     throw InputError(fmt::format("a command is missing; the commands are {}", commands_of(app)));

@@ -12,18 +12,34 @@ namespace host {
 /// The command that was given with its options: its work, which ends with the exit status.
 using Action = std::function<ExitStatus()>;
 
-/// Options that every command on macros and machines has.
+/// Options that commands on macros and machines have.
 struct CommonOptions {
   std::string machine;                 ///< description, empty for the default
+  std::string state;                   ///< file that keeps the machine's state, empty for none
   std::vector<std::string> libraries;  ///< macro libraries, empty for the default
   bool json = false;
 };
 
-/// Adds --machine, --library and --json.
+/// Adds --machine and --json, for commands that need no macro library.
+void add_machine_options(CLI::App &command, CommonOptions &options);
+
+void add_library_option(CLI::App &command, CommonOptions &options);
+
+/// Adds all of these.
 void add_common_options(CLI::App &command, CommonOptions &options);
 
-/// Puts the machine behind the primitives and loads the macro libraries.
-/// @throw scdb::MachineError, scdb::LibraryError
+/// Adds --state, for commands that can change the machine; they call save_state() when they are done.
+void add_state_option(CLI::App &command, CommonOptions &options);
+
+/// Adds --catalogue.
+void add_catalogue_option(CLI::App &command, std::string &folder);
+
+/// Puts the machine behind the primitives, in the state that --state keeps.
+/// @throw scdb::MachineError, InputError
+void open_machine(const CommonOptions &options);
+
+/// As open_machine(), and loads the macro libraries.
+/// @throw scdb::LibraryError
 void open(const CommonOptions &options);
 
 }  // namespace host

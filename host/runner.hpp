@@ -2,12 +2,14 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "call_log.hpp"
+#include "catalogue.hpp"
 #include "fault.hpp"
 #include "scdb/macros.hpp"
 #include "scdb/session.hpp"
@@ -29,6 +31,7 @@ inline constexpr std::size_t EXP_WORDS = 256;
 /// One run of one macro on one unit.
 struct RunRequest {
   const scdb::Macro *macro = nullptr;
+  std::shared_ptr<const MacroEntry> entry;  ///< what the catalogue says of it; null where it has none
   Selection unit;
   macro_word rw = RW_READ;
   std::vector<macro_word> para;                 ///< first words of _PARA, the others 0

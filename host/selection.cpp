@@ -150,6 +150,21 @@ Selection parse_selection(std::string_view text, std::span<const Chip> chips) {
   return selection;
 }
 
+std::vector<Selection> single_chips(const Selection &selection, std::span<const Chip> chips) {
+  const std::optional<ChipKind> kind = scdb::kind_of(selection.type);
+  std::vector<Selection> singles;
+  for (const Chip chip : chips) {
+    const macro_word bit = scdb::chip_bit(chip.kind, chip.number);
+    if (chip.kind != kind || (selection.number >> chip.board & 1) == 0 || (selection.mring[chip.board] & bit) == 0)
+      continue;
+    Selection &single = singles.emplace_back();
+    single.type = selection.type;
+    single.number = macro_word{1} << chip.board;
+    single.mring[chip.board] = bit;
+  }
+  return singles;
+}
+
 std::string describe(const scdb::Unit &unit) {
   const std::optional<ChipKind> kind = scdb::kind_of(unit.type);
   if (!kind || unit.mring == nullptr)

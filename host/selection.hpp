@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "scdb/units.hpp"
 
@@ -26,6 +27,10 @@ struct Selection {
 /// @throw InputError for an unknown kind, a malformed list, or a place where the machine has no such chip; the message
 ///        lists what there is.
 [[nodiscard]] Selection parse_selection(std::string_view text, std::span<const scdb::Chip> chips);
+
+/// The chips that a selection names, each as a selection of its own, in ascending order.
+/// @param chips  the chips of the machine.
+[[nodiscard]] std::vector<Selection> single_chips(const Selection &selection, std::span<const scdb::Chip> chips);
 
 /// The unit words in the form that parse_selection() reads, "cpu:0.1"; in words where they designate no chip.
 [[nodiscard]] std::string describe(const scdb::Unit &unit);

@@ -67,8 +67,8 @@ CRASHES = [
 # Wrong input: one line on standard error, with what was wrong and what would be right.
 NO_SUCH_CPU = "this machine has no such cpu; it has cpu:0-1.0-1"
 MISUSES = [
-    ("", "a command is missing; the commands are list, run"),
-    ("lst", "there is no command 'lst'; the commands are list, run"),
+    ("", "a command is missing; the commands are list, show, run, units, jtag, ring, i2c, mbc"),
+    ("lst", "there is no command 'lst'; the commands are list, show, run, units, jtag, ring, i2c, mbc"),
     ("run --unit cpu", "MACRO is required ('mcrhost run --help' shows the options)"),
     ("run cp_9A10_0101", "the unit to run cp_9A10_0101 on is missing; give it as, for example, --unit cpu:0.0"),
     ("run cp_9A1O --unit cpu", "there is no macro 'cp_9A1O'; the nearest: cp_9A10_0101, cp_9A11_0101, cp_9A12_0101"),
@@ -168,7 +168,7 @@ class Host(unittest.TestCase):
     def test_dumps_registers(self):
         for name in ("cp_9A10_0101", "cp_9a10", "9A10", "0x9a10"):
             with self.subTest(name):
-                output = self.expect(f"run {name} --unit cpu:0.0", OK)
+                output = self.expect(f"run {name} --unit cpu:0.0 --raw", OK)
                 rows = r"(  +\d+(  0x[0-9A-F]{8}){4}\n){12}"
                 self.assertRegex(output, rf"^cp_9A10_0101  cpu:0\.0  read  {re.escape(MACHINE)}\n"
                                          rf"{rows}ok: 48 data words, \d+ primitive calls\n$")

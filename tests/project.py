@@ -3,6 +3,7 @@
 import os
 import pathlib
 import re
+import shlex
 import subprocess
 
 SOURCE = pathlib.Path(os.environ["SOURCE_DIR"])
@@ -30,6 +31,13 @@ def output_of(*command, **environment):
     if status != 0:
         raise AssertionError(f"{' '.join(map(str, command))}: status {status}\n{text}")
     return text
+
+
+def mcrhost(arguments, **options):
+    """Runs mcrhost with the arguments of a command line, as subprocess.run() does; the library is the one built."""
+    environment = {name: value for name, value in os.environ.items() if name != "MACRODEBUG_LIBRARY"}
+    command = [os.environ["MCRHOST"], *shlex.split(arguments)]
+    return subprocess.run(command, capture_output=True, text=True, check=False, env=environment, **options)
 
 
 def _code_of(header):

@@ -1,0 +1,89 @@
+#include "catalogue.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "embedded.hpp"
+#include "error.hpp"
+
+namespace host {
+namespace {
+
+std::string text_of_file(const std::filesystem::path &path) {
+  std::ifstream file{path, std::ios::binary};
+  std::string text{std::istreambuf_iterator<char>{file}, {}};
+  if (!file)
+    throw InputError(fmt::format("--catalogue: cannot read '{}'", path.string()));
+  return text;
+}
+
+}  // namespace
+
+unsigned DataField::width() const {
+  unsigned width = 0;
+  for (const Part &part : parts)
+    width += part.bits.width();
+  return width;
+}
+
+bool When::with(const Direction *direction) const {
+  return always || (direction != nullptr && std::ranges::find(directions, direction->name) != directions.end());
+}
+
+const Direction *MacroEntry::direction(macro_word rw) const {
+  const auto found = std::ranges::find(directions, rw, &Direction::rw);
+  return found == directions.end() ? nullptr : &*found;
+}
+
+const Direction *MacroEntry::direction(std::string_view direction_name) const {
+  const auto found = std::ranges::find(directions, direction_name, &Direction::name);
+  return found == directions.end() ? nullptr : &*found;
+}
+
+std::string_view MacroEntry::title_of_sub_code(macro_word subcode) const {
+  const auto found = std::ranges::find(errors, static_cast<std::int32_t>(subcode), &Refusal::subcode);
+  return found == errors.end() ? std::string_view{} : found->title;
+}
+
+Catalogue::Catalogue(const std::string &folder) {
+  if (folder.empty()) {
+    for (const Embedded &file : embedded_files())
+      files_.push_back({std::string{file.name}, fmt::format("catalogue/{}.toml", file.name), std::string{file.text}});
+  } else {
+    std::error_code error;
+    for (std::filesystem::directory_iterator at{folder, error}, end; !error && at != end; at.increment(error))
+      if (at->path().extension() == ".toml")
+        files_.push_back({at->path().stem().string(), at->path().string(), text_of_file(at->path())});
+    if (error)
+      throw InputError(fmt::format("--catalogue: cannot read the folder '{}': {}", folder, error.message()));
+    if (files_.empty())
+      throw InputError(fmt::format("--catalogue: there is no .toml file in '{}'", folder));
+  }
+  std::ranges::sort(files_, {}, &File::name);
+}
+
+std::optional<MacroEntry> Catalogue::find(std::string_view macro) const {
+  const std::string quoted = fmt::format("\"{}\"", macro);
+  for (const File &file : files_) {
+    if (file.text.find(quoted) == std::string::npos)
+      continue;
+    Family family = read_family(file.text, file.origin, file.name);
+    const auto found = std::ranges::find(family.macros, macro, &MacroEntry::name);
+    if (found != family.macros.end())
+      return std::move(*found);
+  }
+  return std::nullopt;
+}
+
+std::vector<Family> Catalogue::families() const {
+  std::vector<Family> families;
+  for (const File &file : files_)
+    families.push_back(read_family(file.text, file.origin, file.name));
+  return families;
+}
+
+}  // namespace host

@@ -1,0 +1,120 @@
+#include <fmt/format.h>
+
+#include <memory>
+#include <utility>
+
+#include "commands.hpp"
+#include "direct.hpp"
+#include "scdb/machine.hpp"
+#include "words.hpp"
+
+namespace host {
+namespace {
+
+using scdb::Direction;
+
+constexpr macro_word LAST_DEVICE = 0xFF;
+constexpr macro_word MOST_BYTES = 4096;
+constexpr macro_word BYTES_OF_A_WORD = 4;
+constexpr macro_word REGISTER_ACCESS = 2;
+constexpr macro_word COMMAND_WORD = 3;
+
+struct I2cOptions {
+  DirectOptions direct;
+  std::string device;
+  std::vector<std::string> words;
+  std::string port = "all";
+  std::string mode = "2";
+  std::string length;
+};
+
+/// One transfer, as the command line gives it.
+struct Transfer {
+  Direction direction{};
+  macro_word port = MACRO_ALL;
+  macro_word device = 0;
+  macro_word mode = REGISTER_ACCESS;
+  macro_word bytes = BYTES_OF_A_WORD;
+  std::vector<macro_word> words;
+};
+
+Transfer transfer(const I2cOptions &options, Direction direction) {
+  Transfer transfer;
+  transfer.direction = direction;
+  transfer.device = parse_in_range(options.device, "DEVICE", 0, LAST_DEVICE);
+  transfer.words = parse_words(options.words, "WORD");
+  if (options.port != "all")
+    transfer.port = parse_word(options.port, "--port");
+  transfer.mode = parse_in_range(options.mode, "--mode", REGISTER_ACCESS, COMMAND_WORD);
+
+  const bool writes = direction == Direction::write;
+  const auto given = static_cast<macro_word>(transfer.words.size()) * BYTES_OF_A_WORD;
+  if (given > MOST_BYTES)
+    throw InputError(fmt::format("{} bytes are given; a transfer has 1 to {}", given, MOST_BYTES));
+  if (writes)
+    transfer.bytes = given;
+  if (!options.length.empty())
+    transfer.bytes = parse_in_range(options.length, "--length", 1, writes ? given : MOST_BYTES);
+  transfer.words.resize((transfer.bytes + BYTES_OF_A_WORD - 1) / BYTES_OF_A_WORD);
+  return transfer;
+}
+
+Answer access(ChipCall &call, Transfer transfer) {
+  const scdb::Unit unit = call.unit.words();
+  lmcr_i2cctl(static_cast<macro_word>(transfer.direction), MACRO_ALL, MACRO_ALL, transfer.port, transfer.device,
+              transfer.words.data(), transfer.bytes, transfer.mode, &_RETURN, call.record.data(), unit.type,
+              unit.number, unit.mring);
+  if (transfer.direction == Direction::write)
+    return {{}, {}, "written"};
+  return {std::move(transfer.words), {}, {}};
+}
+
+ExitStatus i2c(const I2cOptions &options, std::string_view name, Direction direction) {
+  const Transfer what = transfer(options, direction);
+  std::string title = fmt::format("i2c {} 0x{:02X}", name, what.device);
+  if (what.port != MACRO_ALL)
+    title += fmt::format(" port 0x{:X}", what.port);
+  title += fmt::format(" mode {}, {} byte{}", what.mode, what.bytes, what.bytes == 1 ? "" : "s");
+  return access_chips(options.direct, title, [&](ChipCall &call) { return access(call, what); });
+}
+
+void add(CLI::App &group, Action &action, const std::string &name, Direction direction, const std::string &help) {
+  CLI::App *const command = group.add_subcommand(name, help);
+  const auto options = std::make_shared<I2cOptions>();
+  const bool writes = direction == Direction::write;
+  command->add_option("DEVICE", options->device, "Device address or register number, 0 to 0xFF")
+      ->option_text("(required)")
+      ->required();
+  if (writes)
+    command->add_option("WORD", options->words, "Words to write, four bytes each, the first the most significant")
+        ->option_text("W... (required)")
+        ->required();
+  command->add_option("--port", options->port, "Port mask of the transfer, or all for the chip's own port (default)")
+      ->option_text("N");
+  command->add_option("--mode", options->mode, "Transfer mode: 2 = register access (default), 3 = command word")
+      ->option_text("N");
+  command
+      ->add_option("--length", options->length,
+                   writes ? "Bytes to write (default: four for each word)" : "Bytes to read, 1 to 4096 (default 4)")
+      ->option_text("BYTES");
+  add_direct_options(*command, options->direct);
+  command->callback([options, name, direction, &action] { action = [=] { return i2c(*options, name, direction); }; });
+}
+
+}  // namespace
+
+void add_i2c(CLI::App &app, Action &action) {
+  CLI::App *const group = app.add_subcommand("i2c", "Make I2C transfers with the devices of chips: read, write");
+  group->require_subcommand(1);
+  group->footer(
+      "Examples:\n"
+      "  mcrhost i2c read 0x48 --unit sp\n"
+      "  mcrhost i2c read 4 --port 16 --unit mac:0.0\n"
+      "  mcrhost i2c write 0x50 0x12345678 0x9A000000 --length 5 --unit sp:0.0 --state bench.state\n"
+      "\n"
+      "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
+  add(*group, action, "read", Direction::read, "Read from a device or register");
+  add(*group, action, "write", Direction::write, "Write to a device or register");
+}
+
+}  // namespace host

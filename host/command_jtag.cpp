@@ -1,0 +1,74 @@
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "commands.hpp"
+#include "direct.hpp"
+#include "scdb/machine.hpp"
+#include "words.hpp"
+
+namespace host {
+namespace {
+
+using scdb::JtagAccess;
+
+constexpr macro_word LAST_CODE = 0xFF;
+
+struct JtagOptions {
+  DirectOptions direct;
+  std::string code;
+  std::string word;
+};
+
+Answer access(ChipCall &call, JtagAccess kind, macro_word code, macro_word word) {
+  const scdb::Unit unit = call.unit.words();
+  const macro_word answer = lmcr_jtag(MACRO_ALL, MACRO_ALL, MACRO_ALL, static_cast<macro_word>(kind), code, word, 1,
+                                      &_RETURN, call.record.data(), unit.type, unit.number, unit.mring);
+  switch (kind) {
+    case JtagAccess::read:
+      return {{answer}, {}, {}};
+    case JtagAccess::write:
+      return {{}, {}, "written"};
+    case JtagAccess::instruct:
+      break;
+  }
+  return {{}, {}, "done"};
+}
+
+ExitStatus jtag(const JtagOptions &options, std::string_view name, JtagAccess kind) {
+  const macro_word code = parse_in_range(options.code, "CODE", 0, LAST_CODE);
+  const macro_word word = kind == JtagAccess::write ? parse_word(options.word, "WORD") : 0;
+  std::string title = fmt::format("jtag {} 0x{:02X}", name, code);
+  if (kind == JtagAccess::write)
+    title += " " + hex(word);
+  return access_chips(options.direct, title, [=](ChipCall &call) { return access(call, kind, code, word); });
+}
+
+void add(CLI::App &group, Action &action, const std::string &name, JtagAccess kind, const std::string &help) {
+  CLI::App *const command = group.add_subcommand(name, help);
+  const auto options = std::make_shared<JtagOptions>();
+  command->add_option("CODE", options->code, "Instruction code, 0 to 0xFF")->option_text("(required)")->required();
+  if (kind == JtagAccess::write)
+    command->add_option("WORD", options->word, "Word to write")->option_text("(required)")->required();
+  add_direct_options(*command, options->direct);
+  command->callback([options, name, kind, &action] { action = [=] { return jtag(*options, name, kind); }; });
+}
+
+}  // namespace
+
+void add_jtag(CLI::App &app, Action &action) {
+  CLI::App *const group = app.add_subcommand("jtag", "Make JTAG instructions on chips: read, write, instruct");
+  group->require_subcommand(1);
+  group->footer(
+      "Examples:\n"
+      "  mcrhost jtag read 0x0F --unit cpu\n"
+      "  mcrhost jtag write 0x41 0x12345678 --unit cpu:0.1 --state bench.state\n"
+      "  mcrhost jtag instruct 0xD8 --unit cpu:0.0 --trace\n"
+      "\n"
+      "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
+  add(*group, action, "read", JtagAccess::read, "Issue an instruction and read the data register");
+  add(*group, action, "write", JtagAccess::write, "Issue an instruction and write the data register");
+  add(*group, action, "instruct", JtagAccess::instruct, "Issue an instruction without data");
+}
+
+}  // namespace host

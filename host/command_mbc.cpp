@@ -1,0 +1,115 @@
+#include <fmt/format.h>
+
+#include <memory>
+#include <utility>
+
+#include "commands.hpp"
+#include "direct.hpp"
+#include "scdb/machine.hpp"
+#include "words.hpp"
+
+namespace host {
+namespace {
+
+using scdb::Direction;
+
+constexpr macro_word MOST_REGISTERS = 1024;
+
+struct MbcOptions {
+  DirectOptions direct;
+  std::string address;
+  std::vector<std::string> words;
+  std::string bank = "0";
+  std::string length = "4";
+  std::string count = "1";
+};
+
+/// One transfer, as the command line gives it.
+struct Transfer {
+  Direction direction{};
+  macro_word bank = 0;
+  macro_word address = 0;
+  macro_word bytes = 4;  ///< of a register
+  std::vector<macro_word> words;
+};
+
+macro_word register_bytes(const MbcOptions &options) {
+  const macro_word bytes = parse_word(options.length, "--length");
+  if (bytes != 1 && bytes != 2 && bytes != 4)
+    throw InputError(fmt::format("--length: {} is no length of a register; give 1, 2 or 4 bytes", options.length));
+  return bytes;
+}
+
+Transfer transfer(const MbcOptions &options, Direction direction) {
+  Transfer transfer;
+  transfer.direction = direction;
+  transfer.bank = parse_word(options.bank, "--bank");
+  transfer.address = parse_word(options.address, "ADDRESS");
+  transfer.bytes = register_bytes(options);
+  if (direction == Direction::read) {
+    transfer.words.resize(parse_in_range(options.count, "--count", 1, MOST_REGISTERS));
+    return transfer;
+  }
+  const macro_word most = MACRO_ALL >> (32 - 8 * transfer.bytes);
+  for (const std::string &word : options.words)
+    transfer.words.push_back(parse_in_range(word, "WORD", 0, most));
+  if (transfer.words.size() > MOST_REGISTERS)
+    throw InputError(fmt::format("{} words are given; a transfer has 1 to {}", transfer.words.size(), MOST_REGISTERS));
+  return transfer;
+}
+
+Answer access(ChipCall &call, Transfer transfer) {
+  const scdb::Unit unit = call.unit.words();
+  lmcr_mbcreg(static_cast<macro_word>(transfer.direction), MACRO_ALL, MACRO_ALL, transfer.bank, transfer.address,
+              transfer.bytes, transfer.words.data(), static_cast<macro_word>(transfer.words.size()), &_RETURN,
+              call.record.data(), unit.type, unit.number, unit.mring);
+  if (transfer.direction == Direction::write)
+    return {{}, {}, "written"};
+  return {std::move(transfer.words), {}, {}};
+}
+
+ExitStatus mbc(const MbcOptions &options, std::string_view name, Direction direction) {
+  const Transfer what = transfer(options, direction);
+  const std::string title =
+      fmt::format("mbc {} bank {} address 0x{:X}, {} register{} of {} byte{}", name, what.bank, what.address,
+                  what.words.size(), what.words.size() == 1 ? "" : "s", what.bytes, what.bytes == 1 ? "" : "s");
+  return access_chips(options.direct, title, [&](ChipCall &call) { return access(call, what); });
+}
+
+void add(CLI::App &group, Action &action, const std::string &name, Direction direction, const std::string &help) {
+  CLI::App *const command = group.add_subcommand(name, help);
+  const auto options = std::make_shared<MbcOptions>();
+  command->add_option("ADDRESS", options->address, "Address of the first register")
+      ->option_text("(required)")
+      ->required();
+  if (direction == Direction::write)
+    command->add_option("WORD", options->words, "What to write: a word for each register, to consecutive addresses")
+        ->option_text("W... (required)")
+        ->required();
+  else
+    command->add_option("--count", options->count, "Registers to read, 1 to 1024 (default 1)")->option_text("N");
+  command->add_option("--bank", options->bank, "Register bank, 0 being the controller's own (default)")
+      ->option_text("N");
+  command->add_option("--length", options->length, "Bytes of a register: 1, 2 or 4 (default)")->option_text("BYTES");
+  add_direct_options(*command, options->direct);
+  command->callback([options, name, direction, &action] { action = [=] { return mbc(*options, name, direction); }; });
+}
+
+}  // namespace
+
+void add_mbc(CLI::App &app, Action &action) {
+  CLI::App *const group =
+      app.add_subcommand("mbc", "Access registers through the maintenance bus controller: read, write");
+  group->require_subcommand(1);
+  group->footer(
+      "Examples:\n"
+      "  mcrhost mbc read 0x10000 --unit sp\n"
+      "  mcrhost mbc read 0x30000 --bank 2 --length 1 --count 16 --unit sp:0.0\n"
+      "  mcrhost mbc write 0x10010 0x12345678 --unit sp:0.0 --state bench.state\n"
+      "\n"
+      "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
+  add(*group, action, "read", Direction::read, "Read registers");
+  add(*group, action, "write", Direction::write, "Write registers");
+}
+
+}  // namespace host

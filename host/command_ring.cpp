@@ -1,0 +1,237 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "commands.hpp"
+#include "direct.hpp"
+#include "ring_file.hpp"
+#include "ring_place.hpp"
+#include "scdb/session.hpp"
+#include "words.hpp"
+
+namespace host {
+namespace {
+
+constexpr macro_word LAST_RING = 0xFF;
+
+// Scan modes.
+constexpr macro_word RING_TO_BUFFER = 0;
+constexpr macro_word BUFFER_TO_RING = 1;
+
+/// The most ring bit addresses that a primitive can need, one for each bit of the mask.
+using Addresses = std::array<macro_word, 32>;
+using EachAddress = std::make_index_sequence<std::tuple_size_v<Addresses>>;
+
+struct RingOptions {
+  DirectOptions direct;
+  std::string ring;
+  std::vector<std::string> places;
+  std::string place;
+  std::string word;
+  std::string file;
+};
+
+RingShape shape_of(scdb::Chip chip, macro_word ring) {
+  return {chip.kind, ring, scdb::machine().ring_bits(chip, ring)};
+}
+
+/// Whether the chip has the ring and a scan buffer holds it; where not, a scan tells what is wrong.
+bool can_be_scanned(const RingShape &shape) {
+  return shape.bits != 0 && words_of(shape) <= SCANBUFFER_WORDS;
+}
+
+/// Moves the whole ring from or to the scan buffer.
+bool scan(ChipCall &call, macro_word mode, macro_word ring) {
+  const scdb::Unit unit = call.unit.words();
+  lmcr_scan(mode, MACRO_ALL, MACRO_ALL, MACRO_ALL, ring, _SCANBUFFER, 1, &_RETURN, call.record.data(), unit.type,
+            unit.number, unit.mring);
+  return succeeded();
+}
+
+Addresses addresses_of(const RingPlace &place) {
+  Addresses addresses{};
+  std::ranges::copy(place.addresses, addresses.begin());
+  return addresses;
+}
+
+// The primitives take addresses until these have named the bits of the mask; what follows is not looked at.
+template <std::size_t... I>
+macro_word extract(ChipCall &call, const RingPlace &place, std::index_sequence<I...> /*each*/) {
+  const Addresses addresses = addresses_of(place);
+  return lmcr_sout(_SCANBUFFER, call.record.data(), &_RETURN, ones(place.length), addresses[I]...);
+}
+
+template <std::size_t... I>
+void insert(ChipCall &call, const RingPlace &place, macro_word word, std::index_sequence<I...> /*each*/) {
+  const Addresses addresses = addresses_of(place);
+  lmcr_sin(_SCANBUFFER, call.record.data(), &_RETURN, word, ones(place.length), addresses[I]...);
+}
+
+void check_place(const RingShape &shape, const RingPlace &place) {
+  if (shape.bits != 0 && place.last >= shape.bits)
+    throw InputError(fmt::format("ring bits '{}': ring 0x{:02X} of {} has the bits 0 to {}", place.name, shape.ring,
+                                 scdb::info(shape.kind).name, shape.bits - 1));
+}
+
+Answer show(ChipCall &call, macro_word ring) {
+  if (!scan(call, RING_TO_BUFFER, ring))
+    return {};
+  return {{_SCANBUFFER, _SCANBUFFER + words_of(shape_of(call.chip, ring))}, {}, {}};
+}
+
+Answer get(ChipCall &call, macro_word ring, const std::vector<RingPlace> &places) {
+  for (const RingPlace &place : places)
+    check_place(shape_of(call.chip, ring), place);
+  Answer answer;
+  if (!scan(call, RING_TO_BUFFER, ring))
+    return answer;
+  for (const RingPlace &place : places) {
+    answer.words.push_back(extract(call, place, EachAddress{}));
+    answer.names.push_back(place.name);
+  }
+  return answer;
+}
+
+Answer set(ChipCall &call, macro_word ring, const RingPlace &place, macro_word word) {
+  check_place(shape_of(call.chip, ring), place);
+  if (!scan(call, RING_TO_BUFFER, ring))
+    return {};
+  insert(call, place, word, EachAddress{});
+  if (!succeeded() || !scan(call, BUFFER_TO_RING, ring))
+    return {};
+  return {{}, {}, "written"};
+}
+
+Answer save(ChipCall &call, macro_word ring, const std::string &path) {
+  if (!scan(call, RING_TO_BUFFER, ring))
+    return {};
+  const RingShape shape = shape_of(call.chip, ring);
+  write_ring_file(path, shape, {_SCANBUFFER, words_of(shape)});
+  return {{}, {}, fmt::format("{} saved in '{}'", describe(shape), path)};
+}
+
+Answer restore(ChipCall &call, macro_word ring, const std::string &path) {
+  const RingShape shape = shape_of(call.chip, ring);
+  if (can_be_scanned(shape))
+    std::ranges::copy(read_ring_file(path, shape), _SCANBUFFER);
+  if (!scan(call, BUFFER_TO_RING, ring))
+    return {};
+  return {{}, {}, fmt::format("{} restored from '{}'", describe(shape), path)};
+}
+
+macro_word ring_of(const RingOptions &options) {
+  return parse_in_range(options.ring, "RING", 0, LAST_RING);
+}
+
+/// One thing that can be done to a ring.
+struct Task {
+  std::string title;
+  ChipAccess access;
+  Chips chips = Chips::any;
+};
+
+Task show_task(const RingOptions &options) {
+  const macro_word ring = ring_of(options);
+  return {fmt::format("ring show 0x{:02X}", ring), [=](ChipCall &call) { return show(call, ring); }};
+}
+
+Task get_task(const RingOptions &options) {
+  const macro_word ring = ring_of(options);
+  std::vector<RingPlace> places;
+  for (const std::string &text : options.places)
+    places.push_back(parse_ring_place(text, ring));
+  return {fmt::format("ring get 0x{:02X}", ring), [=](ChipCall &call) { return get(call, ring, places); }};
+}
+
+Task set_task(const RingOptions &options) {
+  const macro_word ring = ring_of(options);
+  const RingPlace place = parse_ring_place(options.place, ring);
+  const macro_word word = parse_word(options.word, "WORD");
+  if (word > ones(place.length))
+    throw InputError(fmt::format("WORD: {} does not fit into the {} bit{} of '{}'; give 0 to 0x{:X}", options.word,
+                                 place.length, place.length == 1 ? "" : "s", place.name, ones(place.length)));
+  return {fmt::format("ring set 0x{:02X} {} {}", ring, place.name, hex(word)),
+          [=](ChipCall &call) { return set(call, ring, place, word); }};
+}
+
+Task save_task(const RingOptions &options) {
+  const macro_word ring = ring_of(options);
+  return {fmt::format("ring save 0x{:02X}", ring), [=](ChipCall &call) { return save(call, ring, options.file); },
+          Chips::one};
+}
+
+Task restore_task(const RingOptions &options) {
+  const macro_word ring = ring_of(options);
+  return {fmt::format("ring restore 0x{:02X}", ring),
+          [=](ChipCall &call) { return restore(call, ring, options.file); }};
+}
+
+/// What is given besides the ring.
+enum class Arguments : std::uint8_t { none, places, place_and_word, file };
+
+struct Command {
+  const char *name;
+  const char *help;
+  Task (*task)(const RingOptions &);
+  Arguments arguments;
+};
+constexpr std::array COMMANDS{
+    Command{"show", "Show a whole ring, in words", show_task, Arguments::none},
+    Command{"get", "Show single bits and fields", get_task, Arguments::places},
+    Command{"set", "Change a field, and nothing else of the ring", set_task, Arguments::place_and_word},
+    Command{"save", "Save a ring of one chip in a file: big-endian words, or text where its name ends with .txt",
+            save_task, Arguments::file},
+    Command{"restore", "Write a ring from a file that 'ring save' wrote", restore_task, Arguments::file},
+};
+
+constexpr const char *PLACE_HELP =
+    "Bits of the ring: 197 is one, 2698+8 are eight from there on, 231-200 those from the one to the other, the first "
+    "being the most significant; above 0x7FFFF a ring bit address";
+
+void add_arguments(CLI::App &command, RingOptions &options, Arguments arguments) {
+  command.add_option("RING", options.ring, "Ring code, 0 to 0xFF")->option_text("(required)")->required();
+  if (arguments == Arguments::places)
+    command.add_option("BITS", options.places, PLACE_HELP)->option_text("BITS... (required)")->required();
+  if (arguments == Arguments::place_and_word) {
+    command.add_option("BITS", options.place, PLACE_HELP)->option_text("(required)")->required();
+    command.add_option("WORD", options.word, "Their new value")->option_text("(required)")->required();
+  }
+  if (arguments == Arguments::file)
+    command.add_option("FILE", options.file, "File that keeps the ring")->option_text("(required)")->required();
+}
+
+void add(CLI::App &group, Action &action, const Command &row) {
+  CLI::App *const command = group.add_subcommand(row.name, row.help);
+  const auto options = std::make_shared<RingOptions>();
+  add_arguments(*command, *options, row.arguments);
+  add_direct_options(*command, options->direct);
+  command->callback([options, &row, &action] {
+    action = [options, &row] {
+      const Task task = row.task(*options);
+      return access_chips(options->direct, task.title, task.access, task.chips);
+    };
+  });
+}
+
+}  // namespace
+
+void add_ring(CLI::App &app, Action &action) {
+  CLI::App *const group = app.add_subcommand("ring", "Work on the scan rings of chips: show, get, set, save, restore");
+  group->require_subcommand(1);
+  group->footer(
+      "Examples:\n"
+      "  mcrhost ring show 0x56 --unit cpu:0.0\n"
+      "  mcrhost ring get 0x3C 197 2698+8 231-200 --unit cpu\n"
+      "  mcrhost ring get 0x3D 0x71E80A8A --unit cpu:0.0\n"
+      "  mcrhost ring set 0x3C 2698+8 0xA5 --unit cpu:0.0 --state bench.state\n"
+      "  mcrhost ring save 0x3C before.ring --unit cpu:0.0 --state bench.state\n"
+      "  mcrhost ring restore 0x3C before.ring --unit cpu:0.0 --state bench.state\n"
+      "\n"
+      "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
+  for (const Command &row : COMMANDS)
+    add(*group, action, row);
+}
+
+}  // namespace host

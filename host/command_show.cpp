@@ -1,0 +1,50 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "commands.hpp"
+#include "entry_page.hpp"
+#include "library.hpp"
+#include "output.hpp"
+#include "scdb/session.hpp"
+
+namespace host {
+namespace {
+
+struct ShowOptions {
+  CommonOptions common;
+  std::string catalogue;
+  std::string macro;
+};
+
+ExitStatus show(const ShowOptions &options) {
+  load_libraries(options.common.libraries);
+  const scdb::Macro &macro = macro_named(options.macro);
+  const std::optional<MacroEntry> entry = Catalogue{options.catalogue}.find(macro.name);
+  if (!entry)
+    throw InputError(fmt::format("the catalogue does not know {}", macro.name));
+  write_output(options.common.json ? json_of(*entry, macro).dump(2) + "\n" : page_of(*entry, macro));
+  return ExitStatus::ok;
+}
+
+}  // namespace
+
+void add_show(CLI::App &app, Action &action) {
+  CLI::App *const command = app.add_subcommand("show", "Show what a macro does, takes and gives");
+  const auto options = std::make_shared<ShowOptions>();
+  command->add_option("MACRO", options->macro, "Name of the macro, or its test number: cp_9A10_0101, 9A10")
+      ->option_text("(required)")
+      ->required();
+  add_library_option(*command, options->common);
+  command->add_flag("--json", options->common.json, "Print one JSON object instead of text");
+  add_catalogue_option(*command, options->catalogue);
+  command->footer(
+      "Examples:\n"
+      "  mcrhost show cp_9A12_0101\n"
+      "  mcrhost show 9A12 --json");
+  command->callback([options, &action] { action = [options] { return show(*options); }; });
+}
+
+}  // namespace host

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "options.hpp"
+#include "selection.hpp"
+
+/// Direct access to the hardware: the primitives called on one chip of a unit after another.
+namespace host {
+
+/// Options of every command that accesses chips directly.
+struct DirectOptions {
+  CommonOptions common;
+  std::string unit;
+  std::string trace;  ///< file, "-" for standard error; empty = no trace
+};
+
+/// Adds --unit, --trace, --state, --machine and --json.
+void add_direct_options(CLI::App &command, DirectOptions &options);
+
+/// One chip that is accessed, and the error record of the access.
+struct ChipCall {
+  scdb::Chip chip;
+  Selection unit;  ///< this chip alone
+  std::array<macro_word, ERROR_RECORD_WORDS> record{};
+};
+
+/// Whether the primitives called so far on this chip have all succeeded.
+[[nodiscard]] bool succeeded();
+
+/// What an access to one chip gave.
+struct Answer {
+  std::vector<macro_word> words;
+  std::vector<std::string> names;  ///< of the words, where they have such: one for each
+  std::string done;                ///< where there are no words, what has been done: "written"
+};
+
+/// An access to one chip.  When a primitive fails it comes back at once; its answer is not looked at then.
+using ChipAccess = std::function<Answer(ChipCall &call)>;
+
+/// How many chips a unit may name.
+enum class Chips : std::uint8_t { any, one };
+
+/// Makes an access to every chip of the unit in ascending order, and prints what came of it.  A chip that fails does
+/// not keep the others from being accessed.
+/// @param title   what is done, "jtag read 0x0F".
+/// @throw InputError, scdb::MachineError
+[[nodiscard]] ExitStatus access_chips(const DirectOptions &options, const std::string &title, const ChipAccess &access,
+                                      Chips chips = Chips::any);
+
+/// Reads a number that must lie in a range.
+/// @throw InputError that names the range.
+[[nodiscard]] macro_word parse_in_range(std::string_view text, std::string_view what, macro_word least,
+                                        macro_word most);
+
+}  // namespace host

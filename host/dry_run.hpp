@@ -1,0 +1,59 @@
+#pragma once
+
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "scdb/session.hpp"
+
+namespace host {
+
+/// A write that would have reached the hardware.
+struct PlannedWrite {
+  std::string where;                 ///< the chip, "cpu:0.0"; for a macro that the machine offers, its unit
+  scdb::Primitive primitive{};       ///< the call that made it
+  std::string what;                  ///< "code 0xB0"
+  std::optional<macro_word> before;  ///< what stood there, where it is known
+  std::vector<macro_word> words;     ///< what is written
+};
+
+/// While it lives, the primitives work on a copy of the machine, and every write is noted with the chip that it
+/// reaches.  Then the machine is behind them again, as it was.
+class DryRun {
+ public:
+  /// @throw InputError when the machine cannot be copied.
+  DryRun();
+  ~DryRun();
+  DryRun(const DryRun &) = delete;
+  DryRun &operator=(const DryRun &) = delete;
+
+  [[nodiscard]] const std::vector<PlannedWrite> &writes() const { return writes_; }
+
+ private:
+  /// Knows which primitive is under way.
+  class CurrentCall : public scdb::Observer {
+   public:
+    [[nodiscard]] scdb::Reason before(const scdb::Call &call) override {
+      primitive = call.primitive;
+      return scdb::Reason::none;
+    }
+    scdb::Primitive primitive{};
+  };
+  class Copy;
+
+  std::vector<PlannedWrite> writes_;
+  CurrentCall call_;
+  std::optional<scdb::Observing> observing_;
+  std::unique_ptr<scdb::Machine> machine_;  ///< the machine itself, untouched
+};
+
+/// A line for each write:
+///
+///     cpu:0.0   lmcr_jtag     code 0xB0  0x400C5748
+///     cpu:0.0   lmcr_scan     ring 0x3C word 83  0x00000000 -> 0x08000000
+[[nodiscard]] std::string text_of(const std::vector<PlannedWrite> &writes);
+[[nodiscard]] nlohmann::ordered_json json_of(const std::vector<PlannedWrite> &writes);
+
+}  // namespace host

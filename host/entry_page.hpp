@@ -1,0 +1,20 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "catalogue.hpp"
+#include "scdb/macros.hpp"
+
+namespace host {
+
+/// A catalogue entry as a page for people.
+[[nodiscard]] std::string page_of(const MacroEntry &entry, const scdb::Macro &macro);
+
+/// The same for programs; expressions are texts.
+[[nodiscard]] nlohmann::ordered_json json_of(const MacroEntry &entry, const scdb::Macro &macro);
+
+/// A command line that runs the macro with the least values it accepts.
+[[nodiscard]] std::string example_of(const MacroEntry &entry);
+
+}  // namespace host

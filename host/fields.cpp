@@ -1,0 +1,388 @@
+#include "fields.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "error.hpp"
+#include "runner.hpp"
+#include "words.hpp"
+
+namespace host {
+namespace {
+
+/// The largest _DATA that an entry can describe, in words.
+constexpr std::int64_t MOST_WORDS = std::int64_t{1} << 24;
+
+struct Assignment {
+  std::string_view name;
+  std::string_view value;
+  bool used = false;
+};
+
+std::vector<Assignment> taken_apart(const std::vector<std::string> &texts) {
+  std::vector<Assignment> assignments;
+  for (const std::string_view text : texts) {
+    const std::size_t sign = text.find('=');
+    if (sign == std::string_view::npos || sign == 0)
+      throw InputError(fmt::format("'{}' gives no field; write NAME=VALUE", text));
+    const std::string_view name = text.substr(0, sign);
+    if (std::ranges::find(assignments, name, &Assignment::name) != assignments.end())
+      throw InputError(fmt::format("'{}' is given twice", name));
+    assignments.push_back({name, text.substr(sign + 1), false});
+  }
+  return assignments;
+}
+
+std::string joined(const std::vector<std::string> &texts, std::string_view separator = ", ") {
+  return fmt::format("{}", fmt::join(texts, separator));
+}
+
+void add_once(std::vector<std::string> &names, const std::string &name) {
+  if (std::ranges::find(names, name) == names.end())
+    names.push_back(name);
+}
+
+/// An input of a single record has fields that can be given by name: its own, or the record itself.
+std::vector<DataField> fields_to_give(const DataBlock &block) {
+  if (!block.fields.empty())
+    return block.fields;
+  DataField whole;
+  whole.name = block.name;
+  whole.parts = {{}};
+  return {whole};
+}
+bool can_be_given(const DataBlock &block) {
+  const auto is_one = [](const Expression &expression) { return expression.text() == "1"; };
+  return block.input && is_one(block.count) && (!block.fields.empty() || is_one(block.size));
+}
+
+std::string names_of_fields(const MacroEntry &entry) {
+  std::vector<std::string> names;
+  for (const Parameter &parameter : entry.parameters)
+    add_once(names, parameter.name);
+  for (const DataBlock &block : entry.data)
+    if (can_be_given(block))
+      for (const DataField &field : fields_to_give(block))
+        add_once(names, field.name);
+  return names.empty() ? "it has none" : fmt::format("it has {}", joined(names));
+}
+
+template <class Row>
+std::string choice_of(macro_word number, const Row &row) {
+  return row.name.empty() ? std::to_string(number) : fmt::format("{} ({})", row.name, number);
+}
+
+/// The number that a text means to a field; nothing where it is neither a name nor a number.
+std::optional<macro_word> number_of(std::string_view text, const std::vector<NamedValue> &values,
+                                    const std::vector<Flag> &flags) {
+  for (const NamedValue &value : values)
+    if (!value.name.empty() && value.name == text)
+      return value.value;
+  if (!flags.empty()) {
+    macro_word set = 0;
+    bool named = true;
+    for (const std::string_view name : split(text, '+')) {
+      const auto flag = std::ranges::find(flags, name, &Flag::name);
+      if (flag != flags.end())
+        set |= macro_word{1} << flag->bit;
+      else if (name == "all")
+        for (const Flag &row : flags)
+          set |= macro_word{1} << row.bit;
+      else
+        named = named && name == "none";
+    }
+    if (named)
+      return set;
+  }
+  try {
+    return parse_word(text, "");
+  } catch (const InputError &) {
+    return std::nullopt;
+  }
+}
+
+bool accepts(const Parameter &parameter, macro_word value, const Arguments &arguments) {
+  if (value > parameter.bits.limit())
+    return false;
+  if (parameter.range)
+    return value >= arguments.value(parameter.range->first) && value <= arguments.value(parameter.range->second);
+  if (!parameter.flags.empty()) {
+    for (const Flag &flag : parameter.flags)
+      value &= ~(macro_word{1} << flag.bit);
+    return value == 0;
+  }
+  return parameter.values.empty()
+         || std::ranges::find(parameter.values, value, &NamedValue::value) != parameter.values.end();
+}
+
+macro_word value_for(const Parameter &parameter, std::string_view text, const Arguments &arguments) {
+  const std::optional<macro_word> value = number_of(text, parameter.values, parameter.flags);
+  if (!value || !accepts(parameter, *value, arguments))
+    throw InputError(fmt::format("{}={}: accepted are {}; --para gives other words to the macro", parameter.name, text,
+                                 accepted_by(parameter, &arguments)));
+  return *value;
+}
+
+macro_word &word_at(std::vector<macro_word> &words, std::size_t index) {
+  if (words.size() <= index)
+    words.resize(index + 1);
+  return words[index];
+}
+
+/// Fills in the words of one run.
+class Filler {
+ public:
+  Filler(const MacroEntry &entry, macro_word rw, RunWords given, std::vector<Assignment> assignments)
+      : entry_{entry},
+        rw_{rw},
+        words_{std::move(given)},
+        raw_para_{words_.para.size()},
+        raw_data_{words_.data.size()},
+        assignments_{std::move(assignments)} {}
+
+  RunWords fill() {
+    for (const Assignment &assignment : assignments_)
+      check_name(assignment.name);
+    std::vector<std::string> names;
+    for (const Parameter &parameter : entry_.parameters)
+      add_once(names, parameter.name);
+    for (const std::string &name : names)
+      fill_parameter(name);
+    fill_inputs();
+    for (const Assignment &assignment : assignments_)
+      if (!assignment.used)
+        throw InputError(fmt::format("'{}' is not used with direction {}", assignment.name, name_of_direction()));
+    check_inputs();
+    return std::move(words_);
+  }
+
+ private:
+  [[nodiscard]] Arguments arguments() const { return {entry_, rw_, words_.para}; }
+  [[nodiscard]] std::string name_of_direction() const {
+    const Direction *const direction = entry_.direction(rw_);
+    return direction != nullptr ? direction->name : hex(rw_);
+  }
+  Assignment *assigned(std::string_view name) {
+    const auto found = std::ranges::find(assignments_, name, &Assignment::name);
+    return found == assignments_.end() ? nullptr : &*found;
+  }
+  void check_name(std::string_view name) const {
+    for (const Parameter &parameter : entry_.parameters)
+      if (parameter.name == name)
+        return;
+    for (const DataBlock &block : entry_.data)
+      if (can_be_given(block))
+        for (const DataField &field : fields_to_give(block))
+          if (field.name == name)
+            return;
+    throw InputError(fmt::format("{} has no field '{}'; {}", entry_.name, name, names_of_fields(entry_)));
+  }
+
+  void fill_parameter(const std::string &name) {
+    const Arguments now = arguments();
+    const Parameter *const row = now.row(name);
+    Assignment *const assignment = assigned(name);
+    if (row == nullptr) {
+      if (assignment != nullptr)
+        throw InputError(fmt::format("'{}' is not used with {}", name, selecting(name)));
+      return;
+    }
+    if (!now.uses(*row))
+      return;
+    if (assignment != nullptr) {
+      if (row->word < raw_para_)
+        throw InputError(fmt::format("'{}' and --para both give _PARA[{}]; give one of them", name, row->word));
+      assignment->used = true;
+      put(*row, value_for(*row, assignment->value, now));
+    } else if (row->word >= raw_para_) {
+      const bool listed = entry_.directions.empty() || now.direction() != nullptr;
+      if (!row->value_if_missing && listed)
+        throw InputError(fmt::format("{} needs {}=VALUE, {}; accepted are {}", entry_.name, name, row->title,
+                                     accepted_by(*row, &now)));
+      if (row->value_if_missing)
+        put(*row, *row->value_if_missing);
+    }
+  }
+  void put(const Parameter &row, macro_word value) {
+    macro_word &word = word_at(words_.para, row.word);
+    word = row.bits.put(word, value);
+  }
+  /// The values on which it depends whether a parameter is used: "class=0, kind=1".
+  [[nodiscard]] std::string selecting(std::string_view name) const {
+    std::vector<std::string> values;
+    for (const Parameter &parameter : entry_.parameters)
+      if (parameter.name == name)
+        for (const Condition &condition : parameter.when)
+          add_once(values, fmt::format("{}={}", condition.parameter, arguments().value(condition.parameter)));
+    return joined(values);
+  }
+
+  void fill_inputs() {
+    for (const DataBlock &block : entry_.data) {
+      if (!can_be_given(block) || !arguments().applies(block))
+        continue;
+      const std::size_t start = arguments().size(block.start);
+      for (const DataField &field : fields_to_give(block))
+        if (Assignment *const assignment = assigned(field.name); assignment != nullptr && !assignment->used)
+          fill_input(start, field, *assignment);
+    }
+  }
+  void fill_input(std::size_t start, const DataField &field, Assignment &assignment) {
+    assignment.used = true;
+    const std::optional<macro_word> value = number_of(assignment.value, field.values, field.flags);
+    const Bits bits = field.parts.front().bits;
+    if (!value || field.parts.size() != 1 || *value > bits.limit())
+      throw InputError(fmt::format("{}={}: accepted are 0 to {:#X}", field.name, assignment.value, bits.limit()));
+    const std::size_t index = start + field.parts.front().word;
+    if (index < raw_data_)
+      throw InputError(fmt::format("'{}' and --data both give _DATA[{}]; give one of them", field.name, index));
+    macro_word &word = word_at(words_.data, index);
+    word = bits.put(word, *value);
+  }
+  void check_inputs() const {
+    const std::size_t needed = arguments().data_words(true);
+    if (words_.data.size() >= needed)
+      return;
+    throw InputError(fmt::format("{} reads {} {} of _DATA with direction {}, and {} given; give all with --data",
+                                 entry_.name, needed, needed == 1 ? "word" : "words", name_of_direction(),
+                                 words_.data.empty() ? "none is" : fmt::format("{} are", words_.data.size())));
+  }
+
+  const MacroEntry &entry_;
+  macro_word rw_;
+  RunWords words_;
+  std::size_t raw_para_;  ///< words that were given as words
+  std::size_t raw_data_;
+  std::vector<Assignment> assignments_;
+};
+
+}  // namespace
+
+const Parameter *Arguments::row(std::string_view parameter) const {
+  for (const Parameter &row : entry_.parameters)
+    if (row.name == parameter && met(row.when))
+      return &row;
+  return nullptr;
+}
+
+macro_word Arguments::value(std::string_view parameter) const {
+  const Parameter *found = row(parameter);
+  if (found == nullptr)
+    found = &*std::ranges::find(entry_.parameters, parameter, &Parameter::name);
+  return found->word < para_.size() ? found->bits.get(para_[found->word]) : 0;
+}
+
+std::int64_t Arguments::value(const Expression &expression) const {
+  try {
+    return expression.value([this](std::string_view name) { return std::int64_t{value(name)}; });
+  } catch (const ExpressionError &error) {
+    throw InputError(fmt::format("the catalogue's entry for {}: {}", entry_.name, error.what()));
+  }
+}
+
+std::size_t Arguments::size(const Expression &expression) const {
+  return static_cast<std::size_t>(std::clamp<std::int64_t>(value(expression), 0, MOST_WORDS));
+}
+
+bool Arguments::met(const std::vector<Condition> &conditions) const {
+  return std::ranges::all_of(conditions, [this](const Condition &condition) {
+    const macro_word now = value(condition.parameter);
+    return (now & condition.flags) != 0 || std::ranges::find(condition.values, now) != condition.values.end();
+  });
+}
+
+bool Arguments::applies(const Scope &scope) const {
+  if (!entry_.directions.empty()) {
+    const Direction *const now = direction();
+    if (now == nullptr)
+      return false;
+    if (!scope.directions.empty() && std::ranges::find(scope.directions, now->name) == scope.directions.end())
+      return false;
+  }
+  return met(scope.when);
+}
+
+bool Arguments::uses(const Parameter &parameter) const {
+  return (parameter.directions.empty() && met(parameter.when)) || applies(parameter);
+}
+
+std::size_t Arguments::data_words(bool input) const {
+  std::size_t words = 0;
+  for (const DataBlock &block : entry_.data)
+    if (block.input == input && applies(block))
+      if (const std::size_t here = size(block.size) * size(block.count); here != 0)
+        words = std::max(words, size(block.start) + here);
+  return words;
+}
+
+std::optional<std::int64_t> Arguments::accesses() const {
+  for (const AccessCount &row : entry_.accesses)
+    if (applies(row))
+      return value(row.count);
+  return std::nullopt;
+}
+
+RunWords with_fields(const MacroEntry &entry, macro_word rw, RunWords given,
+                     const std::vector<std::string> &assignments) {
+  return Filler{entry, rw, std::move(given), taken_apart(assignments)}.fill();
+}
+
+macro_word direction_of(std::string_view text, const MacroEntry *entry) {
+  const bool has_directions = entry != nullptr && !entry->directions.empty();
+  if (text.empty() && has_directions && entry->direction(RW_READ) == nullptr) {
+    std::vector<std::string> names;
+    for (const Direction &direction : entry->directions)
+      names.push_back(direction.name);
+    throw InputError(fmt::format("{} needs a direction; give --rw {}", entry->name, joined(names, " or ")));
+  }
+  if (has_directions)
+    if (const Direction *const direction = entry->direction(text))
+      return direction->rw;
+  if (text.empty() || text == "read")
+    return RW_READ;
+  if (text == "write")
+    return RW_WRITE;
+  if (text == "none")
+    return RW_NONE;
+  try {
+    return parse_word(text, "--rw");
+  } catch (const InputError &) {
+    throw InputError(fmt::format("--rw: '{}' is no direction; give read (1), write (2), none (-1) or a number", text));
+  }
+}
+
+std::string accepted_by(const Parameter &parameter, const Arguments *arguments) {
+  const auto end = [&](const Expression &expression) {
+    return arguments != nullptr ? std::to_string(arguments->value(expression)) : expression.text();
+  };
+  std::vector<std::string> choices;
+  if (parameter.range) {
+    const std::string least = end(parameter.range->first);
+    const std::string most = end(parameter.range->second);
+    return least == most ? least : fmt::format("{} to {}", least, most);
+  }
+  for (const NamedValue &value : parameter.values)
+    choices.push_back(choice_of(value.value, value));
+  if (!choices.empty())
+    return joined(choices);
+  for (const Flag &flag : parameter.flags)
+    choices.push_back(flag.name);
+  if (!choices.empty())
+    return fmt::format("{}, several joined by +, all, none", joined(choices));
+  return parameter.bits.whole() ? "all words" : fmt::format("0 to {}", parameter.bits.limit());
+}
+
+std::string describe(const Bits &bits) {
+  if (bits.whole())
+    return {};
+  return bits.least == bits.most ? fmt::format("bit {}", bits.least) : fmt::format("bits {}-{}", bits.least, bits.most);
+}
+
+std::string place_of(const Parameter &parameter) {
+  const std::string bits = describe(parameter.bits);
+  return fmt::format("_PARA[{}]{}{}", parameter.word, bits.empty() ? "" : " ", bits);
+}
+
+}  // namespace host

@@ -1,0 +1,60 @@
+#include "request.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "error.hpp"
+#include "fields.hpp"
+#include "library.hpp"
+#include "word_file.hpp"
+#include "words.hpp"
+
+namespace host {
+namespace {
+
+std::size_t data_size(const RunText &text, std::size_t given) {
+  if (text.data_words.empty())
+    return std::max(given, DEFAULT_DATA_WORDS);
+  const macro_word words = parse_word(text.data_words, "--data-words");
+  if (words == 0 || words > DATA_WORDS_LIMIT)
+    throw InputError(fmt::format("--data-words: {} is out of range; give 1 to {}", text.data_words, DATA_WORDS_LIMIT));
+  if (words < given)
+    throw InputError(fmt::format("--data-words: _DATA of {} words does not hold the {} words of --data", words, given));
+  return words;
+}
+
+/// The words that _DATA begins with.
+std::vector<macro_word> given_data(const RunText &text) {
+  if (text.data_in.empty())
+    return parse_words(text.data, "--data");
+  if (!text.data.empty())
+    throw InputError("the words of _DATA are given twice: by --data and by --data-in; give one of them");
+  std::vector<macro_word> words = read_words(text.data_in, "--data-in");
+  if (words.size() > DATA_WORDS_LIMIT)
+    throw InputError(fmt::format("--data-in: '{}' keeps {} words; _DATA takes up to {}", text.data_in, words.size(),
+                                 DATA_WORDS_LIMIT));
+  return words;
+}
+
+}  // namespace
+
+RunRequest make_request(const RunText &text, const Catalogue &catalogue) {
+  RunRequest request;
+  request.macro = &macro_named(text.macro);
+  if (std::optional<MacroEntry> entry = catalogue.find(request.macro->name))
+    request.entry = std::make_shared<const MacroEntry>(std::move(*entry));
+  request.rw = direction_of(text.rw, request.entry.get());
+  RunWords words{parse_words(text.para, "--para"), given_data(text)};
+  if (request.entry)
+    words = with_fields(*request.entry, request.rw, std::move(words), text.fields);
+  else if (!text.fields.empty())
+    throw InputError(fmt::format("'{}': the catalogue does not know {}; give its words with --para",
+                                 text.fields.front(), request.macro->name));
+  request.para = std::move(words.para);
+  request.data = std::move(words.data);
+  request.data_words = data_size(text, request.data.size());
+  return request;
+}
+
+}  // namespace host

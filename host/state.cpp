@@ -1,0 +1,41 @@
+#include "state.hpp"
+
+#include <fmt/format.h>
+
+#include <optional>
+
+#include "error.hpp"
+#include "file.hpp"
+#include "scdb/session.hpp"
+
+namespace host {
+namespace {
+
+constexpr std::string_view OPTION = "--state";
+
+}  // namespace
+
+void load_state(const std::string &path) {
+  // Before anything is done that could not be kept afterwards.
+  if (!scdb::machine().save_state())
+    throw InputError(fmt::format("{}: {} keeps no state", OPTION, scdb::machine().name()));
+  const std::optional<std::string> text = read_file_if_any(path, OPTION);
+  if (!text)
+    return;
+  try {
+    scdb::machine().load_state(*text);
+  } catch (const scdb::MachineError &error) {
+    throw InputError(fmt::format("{}: '{}': {}", OPTION, path, error.what()));
+  }
+}
+
+void save_state(const std::string &path) {
+  if (path.empty())
+    return;
+  const std::optional<std::string> text = scdb::machine().save_state();
+  if (!text)
+    throw InputError(fmt::format("{}: {} keeps no state", OPTION, scdb::machine().name()));
+  write_file(path, *text, OPTION);
+}
+
+}  // namespace host
