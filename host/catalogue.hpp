@@ -76,6 +76,7 @@ struct Parameter : Scope {
   std::vector<Flag> flags;
   std::optional<macro_word> value_if_missing;  ///< nothing: it must be given
   std::optional<std::int32_t> refused;         ///< sub-code; nothing: the macro does not look
+  bool hexadecimal = false;                    ///< its numbers are written so, as the catalogue writes them
 };
 
 /// How a field is shown.

@@ -390,8 +390,18 @@ class Reader {
       parameter.value_if_missing = static_cast<macro_word>(integer(*node, "default", 0, parameter.bits.limit()));
     if (const toml::node *const node = row.get("refused"))
       parameter.refused = static_cast<std::int32_t>(integer(*node, "refused", INT32_MIN, -1));
+    parameter.hexadecimal = is_hexadecimal(row.get("range")) || is_hexadecimal(row.get("default"));
     read_scope(row, parameter);
     entry_->parameters.push_back(std::move(parameter));
+  }
+  /// Whether a number, or one in a list, is written with 0x.
+  [[nodiscard]] static bool is_hexadecimal(const toml::node *node) {
+    if (node == nullptr)
+      return false;
+    if (const toml::array *const list = node->as_array())
+      return std::ranges::any_of(*list, [](const toml::node &element) { return is_hexadecimal(&element); });
+    const toml::value<std::int64_t> *const number = node->as_integer();
+    return number != nullptr && (number->flags() & toml::value_flags::format_as_hexadecimal) != toml::value_flags::none;
   }
   [[nodiscard]] std::pair<Expression, Expression> range(const toml::node &node) const {
     if (!node.is_array() || node.as_array()->size() != 2)

@@ -13,6 +13,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t PAGE_WIDTH = 100;
+constexpr std::size_t LEAST_NAME_WIDTH = 12;
 
 /// Text broken at blanks; its own line ends are blanks too, except empty lines between paragraphs.
 std::string filled(std::string_view text, std::size_t indent) {
@@ -177,11 +178,14 @@ std::string parameters_of(const MacroEntry &entry) {
   if (entry.parameters.empty())
     return "\nParameters: none.\n";
   std::string page = "\nParameters (NAME=VALUE), bits from the least significant:\n";
+  std::size_t width = LEAST_NAME_WIDTH;
+  for (const Parameter &parameter : entry.parameters)
+    width = std::max(width, parameter.name.size());
   for (const Parameter &parameter : entry.parameters) {
     std::string title = with_scope(parameter.title, parameter, entry);
     if (parameter.value_if_missing)
-      title += fmt::format(", usually {}", *parameter.value_if_missing);
-    page += fmt::format("  {:12}  {:18}  {}\n", parameter.name, place_of(parameter), title);
+      title += fmt::format(", usually {}", text_of(parameter, *parameter.value_if_missing));
+    page += fmt::format("  {:{}}  {:18}  {}\n", parameter.name, width, place_of(parameter), title);
     Columns choices{16};
     for (const NamedValue &value : parameter.values)
       choices.add({value.name.empty() ? std::to_string(value.value) : fmt::format("{} ({})", value.name, value.value),
@@ -273,7 +277,7 @@ NamedValue least_of(const Parameter &parameter, const Arguments &arguments) {
   else if (!parameter.value_if_missing && !parameter.flags.empty())
     least = {macro_word{1} << parameter.flags.front().bit, parameter.flags.front().name, {}};
   if (least.name.empty())
-    least.name = std::to_string(least.value);
+    least.name = text_of(parameter, least.value);
   return least;
 }
 

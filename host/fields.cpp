@@ -234,7 +234,7 @@ class Filler {
     const std::optional<macro_word> value = number_of(assignment.value, field.values, field.flags);
     const Bits bits = field.parts.front().bits;
     if (!value || field.parts.size() != 1 || *value > bits.limit())
-      throw InputError(fmt::format("{}={}: accepted are 0 to {:#X}", field.name, assignment.value, bits.limit()));
+      throw InputError(fmt::format("{}={}: accepted are 0 to 0x{:X}", field.name, assignment.value, bits.limit()));
     const std::size_t index = start + field.parts.front().word;
     if (index < raw_data_)
       throw InputError(fmt::format("'{}' and --data both give _DATA[{}]; give one of them", field.name, index));
@@ -355,7 +355,11 @@ macro_word direction_of(std::string_view text, const MacroEntry *entry) {
 
 std::string accepted_by(const Parameter &parameter, const Arguments *arguments) {
   const auto end = [&](const Expression &expression) {
-    return arguments != nullptr ? std::to_string(arguments->value(expression)) : expression.text();
+    if (arguments == nullptr && !expression.is_constant())
+      return expression.text();
+    const std::int64_t value =
+        arguments != nullptr ? arguments->value(expression) : expression.value([](std::string_view) { return 0; });
+    return parameter.hexadecimal ? fmt::format("0x{:X}", value) : std::to_string(value);
   };
   std::vector<std::string> choices;
   if (parameter.range) {
@@ -372,6 +376,24 @@ std::string accepted_by(const Parameter &parameter, const Arguments *arguments) 
   if (!choices.empty())
     return fmt::format("{}, several joined by +, all, none", joined(choices));
   return parameter.bits.whole() ? "all words" : fmt::format("0 to {}", parameter.bits.limit());
+}
+
+std::string text_of(const Parameter &parameter, macro_word value) {
+  for (const NamedValue &row : parameter.values)
+    if (row.value == value && !row.name.empty())
+      return row.name;
+  if (!parameter.flags.empty()) {
+    std::vector<std::string> names;
+    macro_word left = value;
+    for (const Flag &flag : parameter.flags)
+      if ((value >> flag.bit & 1) != 0) {
+        names.push_back(flag.name);
+        left &= ~(macro_word{1} << flag.bit);
+      }
+    if (left == 0)
+      return names.empty() ? "none" : names.size() == parameter.flags.size() ? "all" : joined(names, "+");
+  }
+  return parameter.hexadecimal ? fmt::format("0x{:X}", value) : std::to_string(value);
 }
 
 std::string describe(const Bits &bits) {

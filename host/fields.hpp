@@ -68,6 +68,9 @@ struct RunWords {
 /// @param arguments  for ranges that depend on other parameters; null: their expressions are shown.
 [[nodiscard]] std::string accepted_by(const Parameter &parameter, const Arguments *arguments);
 
+/// A value as `run` takes it: its name, the names of its flags, or a number.
+[[nodiscard]] std::string text_of(const Parameter &parameter, macro_word value);
+
 /// "_PARA[0] bits 3-4".
 [[nodiscard]] std::string place_of(const Parameter &parameter);
 /// "bits 3-4", "bit 7"; empty for a whole word.
