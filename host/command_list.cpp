@@ -1,9 +1,12 @@
 #include <fmt/format.h>
+#include <fnmatch.h>
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "catalogue.hpp"
 #include "commands.hpp"
 #include "library.hpp"
 #include "output.hpp"
@@ -12,28 +15,86 @@
 namespace host {
 namespace {
 
-/// A macro as both forms of the list show it.
-struct Row {
-  const scdb::Macro *macro;
-  std::string_view unit;
-  scdb::Identification identification;  ///< empty fields where the macro has none
+struct ListOptions {
+  CommonOptions common;
+  std::string catalogue;
+  std::string pattern;
+  std::vector<std::string> kinds;
 };
 
-std::vector<Row> rows() {
+/// A macro as both forms of the list show it.
+struct Row {
+  const scdb::Macro *macro = nullptr;
+  scdb::ChipKind kind{};
+  scdb::Identification identification;  ///< empty fields where the macro has none
+  std::string title;                    ///< empty where the catalogue has no entry
+};
+
+std::map<std::string, std::string, std::less<>> titles(const std::string &catalogue) {
+  std::map<std::string, std::string, std::less<>> titles;
+  for (const Family &family : Catalogue{catalogue}.families())
+    for (const MacroEntry &entry : family.macros)
+      titles.emplace(entry.name, entry.title);
+  return titles;
+}
+
+std::vector<Row> all_rows(const std::string &catalogue) {
+  const auto known = titles(catalogue);
   std::vector<Row> rows;
-  for (const scdb::Macro &macro : scdb::macros())
-    rows.push_back({&macro, scdb::info(kind_of(macro)).name,
-                    scdb::parse_identification(macro.identification).value_or(scdb::Identification{})});
+  for (const scdb::Macro &macro : scdb::macros()) {
+    const auto title = known.find(macro.name);
+    rows.push_back({&macro, kind_of(macro),
+                    scdb::parse_identification(macro.identification).value_or(scdb::Identification{}),
+                    title == known.end() ? std::string{} : title->second});
+  }
+  return rows;
+}
+
+/// Whether a pattern means a macro: its whole name or number with * and ? in the pattern, else a part of its name or
+/// title; upper and lower case are alike.
+bool matches(const std::string &pattern, const Row &row) {
+  const auto fits = [&pattern](const std::string &text) {
+    const bool whole = pattern.find_first_of("*?") != std::string::npos;
+    return ::fnmatch((whole ? pattern : "*" + pattern + "*").c_str(), text.c_str(), FNM_CASEFOLD | FNM_NOESCAPE) == 0;
+  };
+  return fits(row.macro->name) || fits(fmt::format("0x{:04X}", row.macro->number))
+         || fits(fmt::format("{:04X}", row.macro->number)) || fits(row.title);
+}
+
+std::vector<scdb::ChipKind> wanted_kinds(const std::vector<std::string> &names) {
+  std::vector<scdb::ChipKind> kinds;
+  for (const std::string &name : names) {
+    const std::optional<scdb::ChipKind> kind = scdb::kind_named(name);
+    if (!kind)
+      throw InputError(
+          fmt::format("--unit-kind: '{}' is no kind of unit; the kinds are cpu, mac, sc, xb, ioc, sp", name));
+    kinds.push_back(*kind);
+  }
+  return kinds;
+}
+
+std::vector<Row> rows(const ListOptions &options) {
+  const std::vector<scdb::ChipKind> kinds = wanted_kinds(options.kinds);
+  std::vector<Row> rows = all_rows(options.catalogue);
+  std::erase_if(rows, [&](const Row &row) {
+    return (!kinds.empty() && std::ranges::find(kinds, row.kind) == kinds.end())
+           || (!options.pattern.empty() && !matches(options.pattern, row));
+  });
+  if (rows.empty() && (!kinds.empty() || !options.pattern.empty()))
+    throw InputError(fmt::format("no macro{} matches{}; 'mcrhost list' shows those there are",
+                                 kinds.empty() ? "" : " of this kind",
+                                 options.pattern.empty() ? "" : fmt::format(" '{}'", options.pattern)));
   return rows;
 }
 
 std::string text_list(const std::vector<Row> &rows, const MachineInfo &machine) {
   constexpr std::string_view COLUMNS = "{:14}{:6}{:8}{:10}{:12}{}\n";
-  std::string text = fmt::format(COLUMNS, "MACRO", "UNIT", "NUMBER", "REVISION", "DATE", "LIBRARY");
+  std::string text = fmt::format(COLUMNS, "MACRO", "UNIT", "NUMBER", "REVISION", "DATE", "TITLE");
   for (const Row &row : rows)
-    text += fmt::format(COLUMNS, row.macro->name, row.unit, fmt::format("0x{:04X}", row.macro->number),
-                        row.identification.revision, row.identification.date,
-                        std::filesystem::path(row.macro->library).filename().string());
+    text += fmt::format(
+        COLUMNS, row.macro->name, scdb::info(row.kind).name, fmt::format("0x{:04X}", row.macro->number),
+        row.identification.revision, row.identification.date,
+        row.title.empty() ? "of " + std::filesystem::path(row.macro->library).filename().string() : row.title);
   return text
          + fmt::format("{} {}, machine {}\n", rows.size(), rows.size() == 1 ? "macro" : "macros", label_of(machine));
 }
@@ -42,8 +103,9 @@ nlohmann::ordered_json json_list(const std::vector<Row> &rows, const MachineInfo
   nlohmann::ordered_json macros = nlohmann::ordered_json::array();
   for (const Row &row : rows)
     macros.push_back({{"name", row.macro->name},
-                      {"unit", row.unit},
+                      {"unit", scdb::info(row.kind).name},
                       {"number", fmt::format("0x{:04X}", row.macro->number)},
+                      {"title", row.title},
                       {"revision", row.identification.revision},
                       {"date", row.identification.date},
                       {"time", row.identification.time},
@@ -51,10 +113,11 @@ nlohmann::ordered_json json_list(const std::vector<Row> &rows, const MachineInfo
   return {{"machine", json_of(machine)}, {"macros", std::move(macros)}};
 }
 
-ExitStatus list(const CommonOptions &options) {
-  open(options);
+ExitStatus list(const ListOptions &options) {
+  open(options.common);
   const MachineInfo machine = current_machine();
-  write_output(options.json ? json_list(rows(), machine).dump(2) + "\n" : text_list(rows(), machine));
+  const std::vector<Row> shown = rows(options);
+  write_output(options.common.json ? json_list(shown, machine).dump(2) + "\n" : text_list(shown, machine));
   return ExitStatus::ok;
 }
 
@@ -62,11 +125,22 @@ ExitStatus list(const CommonOptions &options) {
 
 void add_list(CLI::App &app, Action &action) {
   CLI::App *const command = app.add_subcommand("list", "List the macros of the macro library");
-  const auto options = std::make_shared<CommonOptions>();
-  add_common_options(*command, *options);
+  const auto options = std::make_shared<ListOptions>();
+  command
+      ->add_option("PATTERN", options->pattern,
+                   "Show only macros with this in their name, number or title; with * and ? those it fits as a whole")
+      ->option_text(" ");
+  command->add_option("--unit-kind", options->kinds, "Show only macros of these kinds: cpu, mac, sc, xb, ioc, sp")
+      ->option_text("KIND...")
+      ->delimiter(',');
+  add_catalogue_option(*command, options->catalogue);
+  add_common_options(*command, options->common);
   command->footer(
       "Examples:\n"
       "  mcrhost list\n"
+      "  mcrhost list tag\n"
+      "  mcrhost list 'cp_9AC*'\n"
+      "  mcrhost list --unit-kind sc,xb\n"
       "  mcrhost list --json --library ./libmymacros.so");
   command->callback([options, &action] { action = [options] { return list(*options); }; });
 }

@@ -1,9 +1,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <tuple>
+#include <utility>
 
 #include "commands.hpp"
 #include "output.hpp"
@@ -105,15 +107,48 @@ std::string lines_of_rings(const std::vector<scdb::Part> &parts, std::size_t wid
   return lines;
 }
 
+/// The number that a name ends with, "RAM 0x90", and where its digits begin; 0 where it ends with none.
+std::pair<std::size_t, unsigned> number_of(std::string_view name) {
+  const std::size_t at = name.rfind(" 0x");
+  unsigned number = 0;
+  if (at == std::string_view::npos)
+    return {0, 0};
+  const char *const end = name.data() + name.size();
+  const auto [last, error] = std::from_chars(name.data() + at + 3, end, number, 16);
+  return error == std::errc{} && last == end ? std::pair{at + 3, number} : std::pair{std::size_t{0}, 0U};
+}
+
+/// Arrays that are alike but for the numbers they end with, one after another, share a line: RAM 0x90-0xD3.
+std::string lines_of_arrays(const std::vector<scdb::Part> &parts, std::size_t width) {
+  std::string lines;
+  for (auto first = parts.begin(); first != parts.end();) {
+    auto last = first;
+    const auto [digits, number] = number_of(first->name);
+    const auto is_next = [&, digits = digits, number = number](const scdb::Part &part) {
+      const auto [at, own] = number_of(part.name);
+      return digits != 0 && at == digits && part.kind == Kind::array && part.entries == first->entries
+             && part.note == first->note && part.name.starts_with(std::string_view{first->name}.substr(0, digits))
+             && own == number + static_cast<unsigned>(&part - &*first);
+    };
+    while (first->kind == Kind::array && last + 1 != parts.end() && is_next(*(last + 1)))
+      ++last;
+    if (first->kind == Kind::array)
+      lines +=
+          line_of(first == last ? "array" : "arrays",
+                  first == last ? std::string{short_name(*first)}
+                                : fmt::format("{}-0x{}", short_name(*first), last->name.substr(digits)),
+                  width, count_of(first->entries, "entry", "entries") + (first == last ? "" : " each"), first->note);
+    first = last + 1;
+  }
+  return lines;
+}
+
 std::string lines_of(const std::vector<scdb::Part> &parts) {
   std::size_t width = std::string_view{"0x30-0x3F"}.size();
   for (const scdb::Part &part : parts)
     if (part.kind != Kind::ring)
       width = std::max(width, short_name(part).size());
-  std::string lines = lines_of_rings(parts, width);
-  for (const scdb::Part &part : parts)
-    if (part.kind == Kind::array)
-      lines += line_of("array", short_name(part), width, count_of(part.entries, "entry", "entries"), part.note);
+  std::string lines = lines_of_rings(parts, width) + lines_of_arrays(parts, width);
   for (const scdb::Part &part : parts)
     if (part.kind == Kind::registers)
       lines += line_of("register", short_name(part), width, count_of(part.entries, "register", "registers"), part.note);

@@ -181,7 +181,8 @@ class Units(unittest.TestCase):
         done = mcrhost("units sc:1.0+0.1")
         head = "two-board server (simulated)\nboard 0   sc 1\nboard 1   sc 0\n\nsc:0.1+1.0  system controller\n"
         self.assertTrue(done.stdout.startswith(head), done.stdout)
-        self.assertRegex(done.stdout, r"\n  rings     0x90-0x99 +4096 bits each\n  ring      0x9F +4096 bits\n  array ")
+        self.assertRegex(done.stdout, r"\n  rings     0x90-0x99 +4096 bits each\n  ring      0x9F +4096 bits\n"
+                                      r"  arrays    RAM 0x60-0x65 +512 entries each, ")
 
     def test_json_is_the_whole_tree(self):
         machine = json.loads(mcrhost("units --machine large --json").stdout)

@@ -94,6 +94,8 @@ MISUSES = [
     ("run 9A10 --unit cpu --trace=/no/such/file", "--trace: cannot write '/no/such/file': No such file or directory"),
     ("run 9A10 --unit cpu --bogus", "The following argument was not expected: --bogus ('mcrhost run --help' shows the "
                                     "options)"),
+    ("list --unit-kind cpus", "--unit-kind: 'cpus' is no kind of unit; the kinds are cpu, mac, sc, xb, ioc, sp"),
+    ("list zzz", "no macro matches 'zzz'; 'mcrhost list' shows those there are"),
     ("list --machine /no/such/file", None),
     ("list --library /no/such/file", None),
 ]
@@ -211,10 +213,21 @@ class Host(unittest.TestCase):
 
     def test_lists_macros(self):
         text = self.expect("list", OK)
-        self.assertRegex(text, r"\ncp_9A10_0101 +cpu +0x9A10 +\d{4} +\d{4}\.\d\d\.\d\d +libmacrodebug\.so")
+        self.assertRegex(text, r"\ncp_9A10_0101 +cpu +0x9A10 +\d{4} +\d{4}\.\d\d\.\d\d +\w")
         self.assertRegex(text, r"\n\d+ macros, machine two-board server \(simulated\)\n$")
         listed = json.loads(self.expect("list --json", OK))
         self.assertEqual([macro["name"] for macro in listed["macros"]], re.findall(r"^\w+_[0-9A-F]{4}_\d{4}", text, re.M))
+
+    def test_lists_those_wanted(self):
+        for arguments, names in (
+            ("'CP_9A1?_0101'", ["cp_9A10_0101", "cp_9A11_0101", "cp_9A12_0101"]),
+            ("9a10", ["cp_9A10_0101"]),
+            ("0x93C1 --unit-kind cpu,sc", ["sc_93C1_0101"]),
+            ("dump --unit-kind xb", ["xb_9408_0101"]),
+        ):
+            with self.subTest(arguments):
+                text = self.expect(f"list {arguments}", OK)
+                self.assertEqual(re.findall(r"^\w+_[0-9A-F]{4}_\d{4}", text, re.M), names)
 
     def test_finds_libraries(self):
         bad = os.environ["BAD_MACROS"]
