@@ -13,5 +13,7 @@ void add_jtag(CLI::App &app, Action &action);
 void add_ring(CLI::App &app, Action &action);
 void add_i2c(CLI::App &app, Action &action);
 void add_mbc(CLI::App &app, Action &action);
+void add_manual(CLI::App &app, Action &action);
+void add_reference(CLI::App &app, Action &action);
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "entry_page.hpp"
+#include "entry_text.hpp"
 
 namespace host {
 namespace {

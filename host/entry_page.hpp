@@ -14,7 +14,4 @@ namespace host {
 /// The same for programs; expressions are texts.
 [[nodiscard]] nlohmann::ordered_json json_of(const MacroEntry &entry, const scdb::Macro &macro);
 
-/// A command line that runs the macro with the least values it accepts.
-[[nodiscard]] std::string example_of(const MacroEntry &entry);
-
 }  // namespace host

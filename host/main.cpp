@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "commands.hpp"
+#include "help.hpp"
 #include "output.hpp"
 
 namespace host {
@@ -16,19 +17,9 @@ void complain(std::string_view message) {
   fmt::print(stderr, "mcrhost: {}\n", message);
 }
 
-/// Shows a flag that can be given a value, CLI11's "--trace{-}", as "--trace[=FILE]".
-class HelpFormatter : public CLI::Formatter {
- public:
-  std::string make_option_name(const CLI::Option *option, bool positional) const override {
-    const std::string name = CLI::Formatter::make_option_name(option, positional);
-    const std::size_t brace = name.find('{');
-    return brace == std::string::npos ? name : name.substr(0, brace) + "[=FILE]";
-  }
-};
-
 std::string commands_of(const CLI::App &app) {
   std::string names;
-  for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; }))
+  for (const CLI::App *command : commands_shown(app))
     names += fmt::format("{}{}", names.empty() ? "" : ", ", command->get_name());
   return names;
 }
@@ -79,6 +70,8 @@ Action parse(int argc, char **argv) {
   add_ring(app, action);
   add_i2c(app, action);
   add_mbc(app, action);
+  add_manual(app, action);
+  add_reference(app, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &wanted) {

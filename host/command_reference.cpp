@@ -1,0 +1,67 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "commands.hpp"
+#include "file.hpp"
+#include "library.hpp"
+#include "output.hpp"
+#include "reference.hpp"
+
+namespace host {
+namespace {
+
+struct ReferenceOptions {
+  CommonOptions common;
+  std::string catalogue;
+  std::string family;
+  std::string folder;
+};
+
+void write_pages(const std::vector<Family> &families, const std::string &folder) {
+  write_file(folder + "/README.md", reference_index(families), "--into");
+  for (const Family &family : families)
+    write_file(fmt::format("{}/{}.md", folder, family.name), reference_of(family), "--into");
+}
+
+ExitStatus reference(const ReferenceOptions &options) {
+  load_libraries(options.common.libraries);
+  const std::vector<Family> families = Catalogue{options.catalogue}.families();
+  if (!options.folder.empty()) {
+    write_pages(families, options.folder);
+    return ExitStatus::ok;
+  }
+  const auto family = std::ranges::find(families, options.family, &Family::name);
+  if (family == families.end()) {
+    std::string names;
+    for (const Family &known : families)
+      names += fmt::format("{}{}", names.empty() ? "" : ", ", known.name);
+    throw InputError(fmt::format("{}; the families are {}",
+                                 options.family.empty() ? "the family whose page is wanted is missing"
+                                                        : fmt::format("there is no family '{}'", options.family),
+                                 names));
+  }
+  write_output(reference_of(*family));
+  return ExitStatus::ok;
+}
+
+}  // namespace
+
+void add_reference(CLI::App &app, Action &action) {
+  CLI::App *const command = app.add_subcommand("reference", "Write the reference of a family of macros, in Markdown");
+  command->group("");
+  const auto options = std::make_shared<ReferenceOptions>();
+  command->add_option("FAMILY", options->family, "Family whose page is printed")->option_text("");
+  command->add_option("--into", options->folder, "Write the page of every family into this folder instead")
+      ->option_text("DIR");
+  add_library_option(*command, options->common);
+  add_catalogue_option(*command, options->catalogue);
+  command->footer(
+      "Examples:\n"
+      "  mcrhost reference crossbar\n"
+      "  mcrhost reference --into docs/reference");
+  command->callback([options, &action] { action = [options] { return reference(*options); }; });
+}
+
+}  // namespace host

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "catalogue.hpp"
+
+namespace host {
+
+/// The reference of a family as a Markdown page.  The macro libraries must have been loaded.
+/// @throw InputError when the family has a macro that they lack.
+[[nodiscard]] std::string reference_of(const Family &family);
+
+/// A page that leads to those of all families, which lie beside it as FAMILY.md.
+[[nodiscard]] std::string reference_index(std::span<const Family> families);
+
+}  // namespace host
