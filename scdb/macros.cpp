@@ -8,11 +8,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <map>
-#include <regex>
 
 namespace scdb {
 namespace {
@@ -89,18 +89,28 @@ DynamicSymbols dynamic_symbols(const dl_phdr_info &object) {
 }
 
 /// What every identification string starts with.
-constexpr char MARK[] = "MACRO: ";
-constexpr std::ptrdiff_t MARK_LENGTH = sizeof MARK - 1;
+constexpr std::string_view MARK = "MACRO: ";
+constexpr std::ptrdiff_t MARK_LENGTH = MARK.size();
 
-/// The next mark in memory that holds anything at all, or null.  Byte by byte and without the sanitizer: its red zones
-/// between variables are no bounds for this search.
+/// How far the search for it may move on from a byte at its end: to where the mark has that letter itself.
+constexpr std::array<std::uint8_t, 256> STEPS = [] {
+  std::array<std::uint8_t, 256> steps{};
+  steps.fill(MARK_LENGTH);
+  for (std::size_t i = 0; i + 1 < MARK.size(); ++i)
+    steps[static_cast<unsigned char>(MARK[i])] = static_cast<std::uint8_t>(MARK.size() - 1 - i);
+  return steps;
+}();
+
+/// The next mark in memory that holds anything at all, or null.  Without the sanitizer: its red zones between variables
+/// are no bounds for this search.
 __attribute__((no_sanitize("address"))) const char *next_mark(const char *begin, const char *end) {
-  for (; end - begin >= MARK_LENGTH; ++begin) {
-    std::ptrdiff_t same = 0;
-    while (same < MARK_LENGTH && begin[same] == MARK[same])
+  while (end - begin >= MARK_LENGTH) {
+    std::size_t same = 0;
+    while (same < MARK.size() && begin[same] == MARK.data()[same])
       ++same;
-    if (same == MARK_LENGTH)
+    if (same == MARK.size())
       return begin;
+    begin += STEPS.data()[static_cast<unsigned char>(begin[MARK_LENGTH - 1])];
   }
   return nullptr;
 }
@@ -213,6 +223,23 @@ void refuse_if_others_may_write(const std::filesystem::path &path) {
   }
 }
 
+/// Takes from the front of a text what has this form: # stands for a digit, * for what comes before the next blank,
+/// others for themselves.  Empty where the text begins otherwise.
+std::string_view take(std::string_view form, std::string_view &text) {
+  std::size_t length = 0;
+  for (const char wanted : form) {
+    if (wanted == '*')
+      length = std::min(text.find(' ', length), text.size());
+    else if (length < text.size() && (wanted == '#' ? is_digit(text[length]) : text[length] == wanted))
+      ++length;
+    else
+      return {};
+  }
+  const std::string_view taken = text.substr(0, length);
+  text.remove_prefix(length);
+  return taken;
+}
+
 }  // namespace
 
 LibraryError::~LibraryError() = default;
@@ -236,12 +263,15 @@ std::optional<MacroName> parse_macro_name(std::string_view name) {
 }
 
 std::optional<Identification> parse_identification(std::string_view text) {
-  static const std::regex form(R"(MACRO: (\S+) \((\d{4})\)  (\d{4}\.\d{2}\.\d{2}) (\d{2}:\d{2}:\d{2})  (\S+) (.*))");
-  std::cmatch match;
-  if (!std::regex_match(text.begin(), text.end(), match, form))
+  Identification fields;
+  if (take("MACRO: ", text).empty() || (fields.name = take("*", text)).empty() || take(" (", text).empty()
+      || (fields.revision = take("####", text)).empty() || take(")  ", text).empty()
+      || (fields.date = take("####.##.##", text)).empty() || take(" ", text).empty()
+      || (fields.time = take("##:##:##", text)).empty() || take("  ", text).empty()
+      || (fields.group = take("*", text)).empty() || take(" ", text).empty())
     return std::nullopt;
-  const auto field = [&match](std::size_t i) { return std::string_view{match[i].first, match[i].second}; };
-  return Identification{field(1), field(2), field(3), field(4), field(5), field(6)};
+  fields.author = text;
+  return fields;
 }
 
 void load_macro_library(const std::string &path) {

@@ -69,7 +69,8 @@ State::Id State::add(Layout layout) {
 }
 
 std::optional<State::Id> State::find(std::string_view name) const {
-  const auto at = std::ranges::find(cells_, name, [](const Cells &cells) { return cells.layout().part.name; });
+  const auto at =
+      std::ranges::find(cells_, name, [](const Cells &cells) -> std::string_view { return cells.layout().part.name; });
   if (at == cells_.end())
     return std::nullopt;
   return static_cast<Id>(at - cells_.begin());
