@@ -62,6 +62,7 @@ void macro(benchmark::State &state, const Run &run) {
       benchmark::Counter(static_cast<double>(counter.calls), benchmark::Counter::kIsIterationInvariantRate);
 }
 
+BENCHMARK_CAPTURE(macro, five_calls, Run{"cp_9A11_0101", scdb::ChipKind::cpu, 1, {}});
 BENCHMARK_CAPTURE(macro, register_dump, Run{"cp_9A10_0101", scdb::ChipKind::cpu, 1, {}});
 BENCHMARK_CAPTURE(macro, cache_line_dump, Run{"cp_9AC5_0101", scdb::ChipKind::cpu, 1, {5, 1}});
 BENCHMARK_CAPTURE(macro, id_walk, Run{"cpj_A303_0101", scdb::ChipKind::cpu, 1, {0, 1}});
