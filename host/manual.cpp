@@ -72,8 +72,9 @@ struct Footer {
 
 Footer footer_of(const CLI::App &app) {
   Footer footer;
+  const std::string text = app.get_footer();
   bool in_examples = false;
-  for (const std::string_view line : split(app.get_footer(), '\n')) {
+  for (const std::string_view line : split(text, '\n')) {
     if (line == "Examples:") {
       in_examples = true;
     } else if (in_examples && line.starts_with("  ")) {

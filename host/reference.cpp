@@ -18,7 +18,7 @@ constexpr std::string_view MADE = "<!-- Made of the catalogue by 'mcrhost refere
 std::string plain(std::string_view text) {
   std::string result;
   for (const char c : text) {
-    if (std::string_view{"|_*<>[]\\`#"}.find(c) != std::string_view::npos)
+    if (std::string_view{"|_*<\\`"}.find(c) != std::string_view::npos)
       result += '\\';
     result += c;
   }
@@ -165,8 +165,8 @@ std::string reference_of(const Family &family) {
     sections += section_of(entry);
   }
   return fmt::format("{}# {}\n", MADE, plain(family.title)) + paragraphs(family.text) + macros.text()
-         + "\nBits count from the least significant, bit 0. A value that is not accepted is refused with the sub-code in\n"
-           "the last column, where there is one.\n"
+         + "\nBits count from the least significant, bit 0. A value that is not accepted is refused with the sub-code under\n"
+           "\"Else\", where there is one.\n"
          + sections;
 }
 

@@ -1,0 +1,76 @@
+"""Pages that mcrhost writes of itself: the manual is sound and says what --help says, the reference is up to date."""
+
+import pathlib
+import re
+import tempfile
+import unittest
+
+from project import SOURCE, mcrhost, run
+
+WIDE = ("-rLL=500n", "-Tascii", "-P-cbou")
+
+
+def written(command):
+    """The pages that a command writes into a folder, by name."""
+    with tempfile.TemporaryDirectory() as folder:
+        done = mcrhost(f"{command} --into {folder}")
+        if (done.returncode, done.stdout, done.stderr) != (0, "", ""):
+            raise AssertionError(f"{command}: {done}")
+        return {path.name: path.read_text() for path in pathlib.Path(folder).iterdir()}
+
+
+class Manual(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.pages = written("manual")
+
+    def test_every_command_has_a_page(self):
+        commands = re.findall(r"^  ([a-z][a-z0-9-]*) {2,}", mcrhost("--help").stdout.split("Subcommands:")[1], re.MULTILINE)
+        self.assertGreaterEqual(len(commands), 8)
+        self.assertEqual(set(self.pages), {"mcrhost.1", *(f"mcrhost-{command}.1" for command in commands)})
+
+    def test_the_formatter_has_nothing_to_complain_of(self):
+        for name, page in self.pages.items():
+            with self.subTest(name):
+                self.assertEqual(run("groff", "-man", "-ww", "-z", text=page), (0, ""))
+                # A character that only some devices have, or a line that was taken for a request, gets lost unseen.
+                self.assertTrue(page.isascii())
+
+    def test_pages_say_what_the_help_says(self):
+        for name, page in self.pages.items():
+            words = name.removesuffix(".1").split("-")[1:]
+            shown = run("groff", "-man", *WIDE, text=page)[1]
+            helped = mcrhost(" ".join([*words, "--help"])).stdout
+            options = re.findall(r"^  (-\S+(?: \S+)?)(?:  |$)", helped, re.MULTILINE)
+            examples = re.findall(r"^  (mcrhost .*)$", helped, re.MULTILINE)
+            self.assertTrue(examples)
+            for text in (*options, *examples):
+                with self.subTest(page=name, text=text):
+                    self.assertIn(text, shown)
+
+
+class Reference(unittest.TestCase):
+    def test_it_is_up_to_date(self):
+        folder = SOURCE / "docs" / "reference"
+        kept = {path.name: path.read_text() for path in folder.iterdir()}
+        self.assertTrue(kept == written("reference"), "docs/reference is not what the catalogue says; to renew it: "
+                        "rm docs/reference/*; ./mcrhost reference --into docs/reference")
+
+    def test_tables_are_whole(self):
+        """As many cells in every row as the heading of its table has."""
+        for name, page in written("reference").items():
+            for table in re.findall(r"(?:^\|.*\n)+", page, re.MULTILINE):
+                cells = {len(re.findall(r"(?<!\\)\|", line)) for line in table.splitlines()}
+                self.assertEqual(len(cells), 1, f"{name}:\n{table}")
+
+    def test_misuse(self):
+        done = mcrhost("reference crosbar")
+        self.assertEqual((done.returncode, done.stdout), (2, ""))
+        self.assertRegex(done.stderr, r"^mcrhost: there is no family 'crosbar'; the families are cpu-arrays, .*\n$")
+        done = mcrhost("manual copy")
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (
+            2, "", "mcrhost: there is no manual page of a command 'copy'; 'mcrhost --help' shows the commands\n"))
+
+
+if __name__ == "__main__":
+    unittest.main()
