@@ -65,6 +65,7 @@ class Packages(unittest.TestCase):
     def test_they_are_the_installation(self):
         output_of("cmake", "--install", BUILD, "--prefix", self.folder / "whole" / "usr")
         together = []
+        (self.folder / "parts").mkdir()
         for name, package in self.packages.items():
             output_of("dpkg-deb", "--extract", package, self.folder / "parts" / name)
             together += own_files(self.folder / "parts" / name)
