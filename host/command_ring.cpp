@@ -6,8 +6,11 @@
 
 #include "commands.hpp"
 #include "direct.hpp"
+#include "output.hpp"
+#include "report.hpp"
 #include "ring_file.hpp"
 #include "ring_place.hpp"
+#include "scdb/record.hpp"
 #include "scdb/session.hpp"
 #include "words.hpp"
 
@@ -215,10 +218,28 @@ void add(CLI::App &group, Action &action, const Command &row) {
   });
 }
 
+/// Puts back what rings held that a run of this process left open: the machine that it worked on is still there.
+ExitStatus restore_open() {
+  const std::vector<scdb::OpenRing> rings = scdb::open_rings();
+  const scdb::Outcome outcome = scdb::restore_open_rings();
+  const std::vector<scdb::OpenRing> left = scdb::open_rings();
+  std::string text = fmt::format("ring restore-open  on {}\n", label_of(current_machine()));
+  for (const scdb::OpenRing &ring : rings)
+    text += fmt::format("{}  ring 0x{:02X} {}\n", scdb::to_string(ring.chip), ring.ring,
+                        std::ranges::find(left, ring) == left.end()
+                            ? "restored"
+                            : fmt::format("not restored: {}", scdb::title_of(outcome.reason)));
+  if (rings.empty())
+    text += "no ring is open\n";
+  write_output(text);
+  return outcome.ok() ? ExitStatus::ok : ExitStatus::failed;
+}
+
 }  // namespace
 
 void add_ring(CLI::App &app, Action &action) {
-  CLI::App *const group = app.add_subcommand("ring", "Work on the scan rings of chips: show, get, set, save, restore");
+  CLI::App *const group =
+      app.add_subcommand("ring", "Work on the scan rings of chips: show, get, set, save, restore, restore-open");
   group->require_subcommand(1);
   group->footer(
       "Examples:\n"
@@ -232,6 +253,8 @@ void add_ring(CLI::App &app, Action &action) {
       "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
   for (const Command &row : COMMANDS)
     add(*group, action, row);
+  group->add_subcommand("restore-open", "In the shell: put back what rings held that a run left open")
+      ->callback([&action] { action = restore_open; });
 }
 
 }  // namespace host

@@ -2,10 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "interruption.hpp"
 #include "output.hpp"
+#include "progress.hpp"
 #include "report.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
@@ -70,13 +73,19 @@ std::string text_of(const Answer &answer) {
   return text + "\n";
 }
 
-std::string text_report(const std::string &title, const std::vector<ChipResult> &results) {
+/// @param stop  why not every chip was accessed, empty when all were.
+bool all_went_well(const std::vector<ChipResult> &results, const std::string &stop) {
+  return stop.empty()
+         && std::ranges::none_of(results, [](const ChipResult &result) { return result.failure.has_value(); });
+}
+
+std::string text_report(const std::string &title, const std::vector<ChipResult> &results, const std::string &stop) {
   std::string text = fmt::format("{}  on {}\n", title, label_of(current_machine()));
   for (const ChipResult &result : results)
     text +=
         scdb::to_string(result.chip)
         + (result.failure ? fmt::format("  failed: {}\n", scdb::describe(*result.failure)) : text_of(result.answer));
-  return text;
+  return stop.empty() ? text : text + stop + "\n";
 }
 
 Json json_of(const scdb::Failure &failure) {
@@ -87,7 +96,7 @@ Json json_of(const scdb::Failure &failure) {
           {"text", scdb::describe(failure)}};
 }
 
-Json json_report(const std::string &title, const std::vector<ChipResult> &results, bool ok) {
+Json json_report(const std::string &title, const std::vector<ChipResult> &results, const std::string &stop) {
   Json chips = Json::array();
   for (const ChipResult &result : results) {
     Json words = Json::array();
@@ -100,7 +109,11 @@ Json json_report(const std::string &title, const std::vector<ChipResult> &result
     chip["failure"] = result.failure ? json_of(*result.failure) : Json(nullptr);
     chips.push_back(std::move(chip));
   }
-  return {{"access", title}, {"machine", json_of(current_machine())}, {"ok", ok}, {"chips", std::move(chips)}};
+  return {{"access", title},
+          {"machine", json_of(current_machine())},
+          {"ok", all_went_well(results, stop)},
+          {"stopped", stop.empty() ? Json(nullptr) : Json(stop)},
+          {"chips", std::move(chips)}};
 }
 
 }  // namespace
@@ -115,6 +128,8 @@ void add_direct_options(CLI::App &command, DirectOptions &options) {
       ->required();
   command.add_flag(fmt::format("--trace{{{}}}", STANDARD_ERROR), options.trace,
                    "Write a line for every primitive call to standard error, or with --trace=FILE to a file");
+  add_timeout_option(command, options.timeout);
+  add_progress_option(command, options.progress);
   add_state_option(command, options.common);
   add_machine_options(command, options.common);
 }
@@ -125,6 +140,8 @@ bool succeeded() {
 
 ExitStatus access_chips(const DirectOptions &options, const std::string &title, const ChipAccess &access,
                         Chips how_many) {
+  const std::optional<Interruption::Duration> limit = parse_time_limit(options.timeout, "--timeout");
+  const ProgressMode progress_mode = parse_progress_mode(options.progress);
   open_machine(options.common);
   const std::vector<scdb::Chip> chips = chips_of(options, how_many);
   std::optional<Trace> trace;
@@ -132,17 +149,29 @@ ExitStatus access_chips(const DirectOptions &options, const std::string &title, 
   if (!options.trace.empty())
     observing.emplace(trace.emplace(options.trace == STANDARD_ERROR ? "" : options.trace));
 
+  Progress progress{options.trace == STANDARD_ERROR ? ProgressMode::none : progress_mode, {title, chips.size(), {}}};
+  const scdb::Observing counting{progress};
+  Interruption interruption{limit};
+  const scdb::Observing interrupting{interruption};
   std::vector<ChipResult> results;
-  bool ok = true;
   for (const scdb::Chip chip : chips) {
     results.push_back(access_chip(chip, access));
-    ok = ok && !results.back().failure;
+    progress.end_run();
+    if (interruption.stopped())
+      break;
   }
+  progress.finish();
+  // A chip whose access was cut short has been counted among the results.
+  const std::size_t accessed = results.size() - (interruption.refused() > 0 ? 1 : 0);
+  const std::string stop = accessed < chips.size() ? fmt::format("stopped by {}: {} of {} chips accessed",
+                                                                 interruption.by(), accessed, chips.size())
+                                                   : std::string{};
   save_state(options.common.state);
-  write_output(options.common.json ? json_report(title, results, ok).dump(2) + "\n" : text_report(title, results));
+  write_output(options.common.json ? json_report(title, results, stop).dump(2) + "\n"
+                                   : text_report(title, results, stop));
   if (trace)
     trace->finish();
-  return ok ? ExitStatus::ok : ExitStatus::failed;
+  return all_went_well(results, stop) ? ExitStatus::ok : ExitStatus::failed;
 }
 
 macro_word parse_in_range(std::string_view text, std::string_view what, macro_word least, macro_word most) {

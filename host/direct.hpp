@@ -16,10 +16,12 @@ namespace host {
 struct DirectOptions {
   CommonOptions common;
   std::string unit;
-  std::string trace;  ///< file, "-" for standard error; empty = no trace
+  std::string trace;    ///< file, "-" for standard error; empty = no trace
+  std::string timeout;  ///< seconds; empty = no limit
+  std::string progress;
 };
 
-/// Adds --unit, --trace, --state, --machine and --json.
+/// Adds --unit, --trace, --timeout, --progress, --state, --machine and --json.
 void add_direct_options(CLI::App &command, DirectOptions &options);
 
 /// One chip that is accessed, and the error record of the access.
@@ -46,7 +48,7 @@ using ChipAccess = std::function<Answer(ChipCall &call)>;
 enum class Chips : std::uint8_t { any, one };
 
 /// Makes an access to every chip of the unit in ascending order, and prints what came of it.  A chip that fails does
-/// not keep the others from being accessed.
+/// not keep the others from being accessed; Ctrl-C and the time limit do.
 /// @param title   what is done, "jtag read 0x0F".
 /// @throw InputError, scdb::MachineError
 [[nodiscard]] ExitStatus access_chips(const DirectOptions &options, const std::string &title, const ChipAccess &access,

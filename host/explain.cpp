@@ -95,6 +95,12 @@ std::string describe_parameter_error(std::span<const macro_word> record, const M
                      hex(record[ERR_VALUE]));
 }
 
+/// Whether the record is no more than the trace of the stop.
+bool is_of_stop(std::span<const macro_word> record) {
+  const std::optional<scdb::Failure> failure = scdb::read_failure(record);
+  return failure && failure->outcome.reason == scdb::Reason::interrupted;
+}
+
 std::string describe_status(std::span<const macro_word> record, const MacroEntry *entry) {
   if (record[ERR_CLASS] == ERR_PARAMETER)
     return describe_parameter_error(record, entry);
@@ -149,7 +155,9 @@ std::vector<std::string> failures_of(const RunResult &run, const MacroEntry *ent
     failures.push_back(describe_crash(*run.crash));
   for (const Breach &underrun : run.underruns)
     failures.push_back(fmt::format("write to {}", describe(underrun)));
-  if (run.status == MACRO_FAILED)
+  if (run.stop)
+    failures.push_back(fmt::format("stopped by {} at primitive call {}", run.stop->by, run.stop->call));
+  if (run.status == MACRO_FAILED && !(run.stop && is_of_stop(run.record)))
     failures.push_back(describe_status(run.record, entry));
   return failures;
 }

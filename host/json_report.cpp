@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "decode.hpp"
@@ -104,8 +105,12 @@ Json json_report(const RunRequest &request, const RunResult &run) {
   for (const Breach &underrun : run.underruns)
     underruns.push_back(json_of(underrun));
   Json rings = Json::array();
-  for (const scdb::OpenRing &open : run.open_rings)
-    rings.push_back({{"chip", scdb::to_string(open.chip)}, {"ring", fmt::format("0x{:02X}", open.ring)}});
+  for (const scdb::OpenRing &open : run.open_rings) {
+    const bool restored =
+        run.restoration && std::ranges::find(run.restoration->still_open, open) == run.restoration->still_open.end();
+    rings.push_back(
+        {{"chip", scdb::to_string(open.chip)}, {"ring", fmt::format("0x{:02X}", open.ring)}, {"restored", restored}});
+  }
   const std::vector<std::string> findings = findings_of(request, run);
   return {{"macro", request.macro->name},
           {"identification", request.macro->identification},
@@ -127,6 +132,7 @@ Json json_report(const RunRequest &request, const RunResult &run) {
           {"decoded", json_of_decoded(request, run)},
           {"record", json_of_record(run.record, request.entry.get())},
           {"crash", run.crash ? json_of(*run.crash) : Json(nullptr)},
+          {"stopped", run.stop ? Json{{"by", run.stop->by}, {"call", run.stop->call}} : Json(nullptr)},
           {"underruns", std::move(underruns)},
           {"open_rings", std::move(rings)}};
 }

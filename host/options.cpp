@@ -36,6 +36,22 @@ void add_state_option(CLI::App &command, CommonOptions &options) {
       ->option_text("FILE");
 }
 
+void add_timeout_option(CLI::App &command, std::string &seconds) {
+  command
+      .add_option("--timeout", seconds,
+                  "Stop at the next primitive call when so many seconds have passed, as Ctrl-C does: 30, 0.5")
+      ->option_text("SECONDS");
+}
+
+void add_progress_option(CLI::App &command, std::string &mode) {
+  command
+      .add_option(
+          "--progress", mode,
+          "Show how far long work has come: auto (default; a line on standard error when it is a terminal), json "
+          "(lines on standard error), none")
+      ->option_text("auto|json|none");
+}
+
 void add_catalogue_option(CLI::App &command, std::string &folder) {
   command.add_option("--catalogue", folder, "Folder of catalogue files that say what macros mean (default: built in)")
       ->option_text("DIR");

@@ -31,6 +31,12 @@ void add_common_options(CLI::App &command, CommonOptions &options);
 /// Adds --state, for commands that can change the machine; they call save_state() when they are done.
 void add_state_option(CLI::App &command, CommonOptions &options);
 
+/// Adds --timeout, for commands that make accesses; parse_time_limit() reads it.
+void add_timeout_option(CLI::App &command, std::string &seconds);
+
+/// Adds --progress; parse_progress_mode() reads it.
+void add_progress_option(CLI::App &command, std::string &mode);
+
 /// Adds --catalogue.
 void add_catalogue_option(CLI::App &command, std::string &folder);
 

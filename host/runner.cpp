@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "guard.hpp"
+#include "interruption.hpp"
 
 namespace host {
 namespace {
@@ -97,13 +98,17 @@ MachineInfo current_machine() {
   return {machine.name(), machine.simulated()};
 }
 
-RunResult run_macro(const RunRequest &request) {
+RunResult run_macro(const RunRequest &request, Interruption *interruption) {
   Areas areas{request};
   RunResult result;
   result.machine = current_machine();
 
   CallLog log;
   const scdb::Observing observing{log};
+  const unsigned refused_before = interruption != nullptr ? interruption->refused() : 0;
+  std::optional<scdb::Observing> interrupting;
+  if (interruption != nullptr)
+    interrupting.emplace(*interruption);
   scdb::begin_run();
   EntryCall call{.request = &request, .areas = &areas, .result = 0};
   if (const std::optional<Fault> fault = run_caught(EntryCall::make, &call))
@@ -113,11 +118,21 @@ RunResult run_macro(const RunRequest &request) {
 
   result.status = _RETURN;
   result.calls = log.count();
+  // From the first call that was made to fail, all were.
+  if (interruption != nullptr && interruption->refused() > refused_before)
+    result.stop = Stop{interruption->by(), result.calls - (interruption->refused() - refused_before) + 1};
   std::ranges::copy(areas.err.words(), result.record.begin());
   result.data = written_words(areas);
   result.underruns = underruns_of(areas);
   result.open_rings = scdb::open_rings();
   return result;
+}
+
+void restore_open_rings(RunResult &run) {
+  if (run.open_rings.empty() || run.crashed_in_primitive())
+    return;
+  const scdb::Outcome outcome = scdb::restore_open_rings();
+  run.restoration = Restoration{outcome, scdb::open_rings()};
 }
 
 }  // namespace host

@@ -54,6 +54,20 @@ struct Crash {
   CallPosition position;
 };
 
+class Interruption;
+
+/// What made a run end before its time.
+struct Stop {
+  std::string by;     ///< "Ctrl-C", "the time limit of 2 s"
+  unsigned call = 0;  ///< the first primitive call that was made to fail, counted from 1
+};
+
+/// What came of putting back what open rings held.
+struct Restoration {
+  scdb::Outcome outcome;                   ///< the first failure, if any
+  std::vector<scdb::OpenRing> still_open;  ///< rings that could not be restored
+};
+
 /// Which machine a run worked on.
 struct MachineInfo {
   std::string name;
@@ -70,9 +84,15 @@ struct RunResult {
   std::vector<std::optional<macro_word>> data;  ///< up to the last word written; nothing where a word was not
   std::vector<Breach> underruns;                ///< words before areas that were written
   std::optional<Crash> crash;
-  std::vector<scdb::OpenRing> open_rings;
+  std::optional<Stop> stop;
+  std::vector<scdb::OpenRing> open_rings;  ///< at the end of the run
+  std::optional<Restoration> restoration;  ///< of these rings; nothing where it was not tried
 
-  [[nodiscard]] bool ok() const { return status != MACRO_FAILED && !crash && underruns.empty(); }
+  /// Whether the machine may be halfway through an access.
+  [[nodiscard]] bool crashed_in_primitive() const {
+    return crash && crash->position.number != 0 && !crash->position.finished;
+  }
+  [[nodiscard]] bool ok() const { return status != MACRO_FAILED && !crash && !stop && underruns.empty(); }
 };
 
 /// The machine that macros are run on now.
@@ -82,7 +102,12 @@ struct RunResult {
 ///
 /// Words of _DATA that the caller gave nothing for hold 0 when the direction is "write" and a pattern otherwise; a word
 /// counts as written when it no longer holds what it held before the run.
+/// @param interruption  what may stop it at a primitive call; null: nothing.
 /// @throw std::bad_alloc
-[[nodiscard]] RunResult run_macro(const RunRequest &request);
+[[nodiscard]] RunResult run_macro(const RunRequest &request, Interruption *interruption = nullptr);
+
+/// Puts back what the rings held that a run left open, and keeps in its result what came of it.  After a crash inside a
+/// primitive it leaves the machine alone.
+void restore_open_rings(RunResult &run);
 
 }  // namespace host

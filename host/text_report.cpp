@@ -142,11 +142,25 @@ std::string record_of(const RunRequest &request, const RunResult &run) {
   return lines;
 }
 
+std::string names_of(const std::vector<scdb::OpenRing> &rings) {
+  std::string names;
+  for (const scdb::OpenRing &open : rings)
+    names += fmt::format("{}{} ring 0x{:02X}", names.empty() ? "" : ", ", scdb::to_string(open.chip), open.ring);
+  return names;
+}
+
 std::string open_rings_of(const RunResult &run) {
-  std::string rings;
-  for (const scdb::OpenRing &open : run.open_rings)
-    rings += fmt::format("{} {} ring 0x{:02X}", rings.empty() ? "" : ",", scdb::to_string(open.chip), open.ring);
-  return rings.empty() ? rings : fmt::format("rings left open:{}\n", rings);
+  if (run.open_rings.empty())
+    return {};
+  std::string text = fmt::format("rings left open: {}\n", names_of(run.open_rings));
+  if (!run.restoration)
+    text += "not restored; with --restore-open-rings what they held is put back\n";
+  else if (run.restoration->outcome.ok())
+    text += "restored: they hold again what they held before\n";
+  else
+    text += fmt::format("not restored: {}: {}\n", names_of(run.restoration->still_open),
+                        scdb::title_of(run.restoration->outcome.reason));
+  return text;
 }
 
 std::string count_of(std::size_t count, std::string_view what) {

@@ -103,3 +103,12 @@ BAD_MACRO(sp_0009_0101) {
 BAD_MACRO(sp_0009_0102) {
   return 0;
 }
+
+// Makes one call and then never ends.
+BAD_MACRO(sp_000A_0101) {
+  lmcr_wait(1);
+  volatile bool forever = true;
+  while (forever) {
+  }
+  return 0;
+}

@@ -74,7 +74,7 @@ SESSION = [
 NO_PLACE = "ring 0x3C of cpu has the bits 0 to 37706"
 MISUSES = [
     ("jtag", "jtag: what to do is missing; give read, write, instruct"),
-    ("ring copy", "ring: there is no 'copy'; give show, get, set, save, restore"),
+    ("ring copy", "ring: there is no 'copy'; give show, get, set, save, restore, restore-open"),
     ("i2c --unit sp", "i2c: what to do is missing; give read, write"),
     ("jtag read --unit cpu", "CODE is required ('mcrhost jtag read --help' shows the options)"),
     ("jtag read 1", "--unit is required ('mcrhost jtag read --help' shows the options)"),

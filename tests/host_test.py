@@ -53,7 +53,8 @@ RUNS = [
      "  record  2  0x00000000  its code, ring, register or number\n"
      "  record  3  0x01000000  cpu:0.0\n"
      "  record  4  0x00000022  the chip has no such ring\n"
-     "rings left open: cpu:0.0 ring 0x3C\n"),
+     "rings left open: cpu:0.0 ring 0x3C\n"
+     "restored: they hold again what they held before\n"),
 ]
 
 # Faults outside the areas, and inside a primitive.
@@ -164,7 +165,7 @@ class Host(unittest.TestCase):
     def test_understands_units(self):
         for unit, name in UNITS:
             with self.subTest(unit):
-                self.expect(f"run cp_9A11_0101 --rw none {unit}", OK,
+                self.expect(f"run cp_9A11_0101 --rw none --together {unit}", OK,
                             f"cp_9A11_0101  {name}  no direction  {MACHINE}\nok: 0 data words, 0 primitive calls\n")
 
     def test_dumps_registers(self):
@@ -207,7 +208,7 @@ class Host(unittest.TestCase):
             with open(path, encoding="ascii") as trace:
                 self.assertEqual(trace.read(), "     1  lmcr_maccall rw=0x2 number=0x1 on sp:0.0 -> did not return\n"
                                                "     2    lmcr_wait units=0x1 -> 0x00000000\n")
-        failed = mcrhost("run 9A10 --unit cpu --machine dead-chip --trace").stderr.splitlines()[-1]
+        failed = mcrhost("run 9A10 --unit cpu --together --machine dead-chip --trace").stderr.splitlines()[-1]
         self.assertRegex(failed, r"^     2  lmcr_jtag t0=all .*code=0xB0 data=0x60000000 .*on cpu:0-1\.0-1 "
                                  r"-> failed: the chip does not answer at cpu:0\.0$")
 

@@ -18,7 +18,7 @@ READ_OUTPUT = f"cp_9A12_0101  cpu:0.0  read  {ON}\n     0  0x00012345\nok: 1 dat
 
 # What a dry run says that a macro would write: arguments, and the lines.
 PLANS = [
-    ("cp_9A12_0101 --unit cpu:0 --rw write --para 0x0D --data 0x12345",
+    ("cp_9A12_0101 --unit cpu:0 --together --rw write --para 0x0D --data 0x12345",
      "  cpu:0.0   lmcr_jtag     code 0xB0  0x41512345\n  cpu:0.1   lmcr_jtag     code 0xB0  0x41512345\n"),
     ("sp_8000_0000 --unit sp:0.0 --rw write --para 0xA0 --data 0x1234",
      "  sp:0.0    lmcr_i2cctl   device 0xA0 mode 2, 4 bytes  0x00001234\n"),
