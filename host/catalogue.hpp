@@ -65,6 +65,12 @@ struct Direction {
   std::string title;
 };
 
+/// A macro that another one calls, handing on its own _PARA.
+struct CalledMacro {
+  macro_word rw = 0;           ///< direction
+  std::size_t data_words = 0;  ///< words of _DATA that the caller has for it
+};
+
 /// A field of a word of _PARA.
 struct Parameter : Scope {
   std::string name;
@@ -76,6 +82,7 @@ struct Parameter : Scope {
   std::vector<Flag> flags;
   std::optional<macro_word> value_if_missing;  ///< nothing: it must be given
   std::optional<std::int32_t> refused;         ///< sub-code; nothing: the macro does not look
+  std::optional<CalledMacro> calls;            ///< when it is the test number of a macro to be called
   bool hexadecimal = false;                    ///< its numbers are written so, as the catalogue writes them
 };
 

@@ -364,8 +364,8 @@ class Reader {
                                   needed_text(row, "name"), needed_text(row, "title")});
   }
   void read_parameter(const toml::table &row) {
-    check_keys(
-        row, {"name", "word", "bits", "title", "range", "values", "flags", "default", "directions", "when", "refused"});
+    check_keys(row, {"name", "word", "bits", "title", "range", "values", "flags", "default", "directions", "when",
+                     "refused", "calls"});
     Parameter parameter;
     parameter.name = needed_text(row, "name");
     const auto is_part = [](char c) {
@@ -391,6 +391,8 @@ class Reader {
     if (const toml::node *const node = row.get("refused"))
       parameter.refused = static_cast<std::int32_t>(integer(*node, "refused", INT32_MIN, -1));
     parameter.hexadecimal = is_hexadecimal(row.get("range")) || is_hexadecimal(row.get("default"));
+    if (const toml::node *const node = row.get("calls"))
+      parameter.calls = called_macro(*node);
     read_scope(row, parameter);
     entry_->parameters.push_back(std::move(parameter));
   }
@@ -402,6 +404,14 @@ class Reader {
       return std::ranges::any_of(*list, [](const toml::node &element) { return is_hexadecimal(&element); });
     const toml::value<std::int64_t> *const number = node->as_integer();
     return number != nullptr && (number->flags() & toml::value_flags::format_as_hexadecimal) != toml::value_flags::none;
+  }
+  [[nodiscard]] CalledMacro called_macro(const toml::node &node) const {
+    if (!node.is_table())
+      fail(node, "'calls' must be a table, such as {rw = 1, data-words = 2}");
+    const toml::table &table = *node.as_table();
+    check_keys(table, {"rw", "data-words"});
+    return {static_cast<macro_word>(integer(needed(table, "rw"), "rw", -1, MOST_WORD)),
+            static_cast<std::size_t>(integer(needed(table, "data-words"), "data-words", 0, LAST_DATA_WORD))};
   }
   [[nodiscard]] std::pair<Expression, Expression> range(const toml::node &node) const {
     if (!node.is_array() || node.as_array()->size() != 2)

@@ -104,6 +104,8 @@ std::string parameters_of(const MacroEntry &entry) {
                           parameter.refused ? fmt::format("; else refused with {}", *parameter.refused) : "");
     else if (parameter.refused)
       page += fmt::format("{:16}others are refused with {}\n", "", *parameter.refused);
+    if (parameter.calls)
+      page += fmt::format("{:16}of a macro that needs at most {} words of _DATA\n", "", parameter.calls->data_words);
   }
   return page;
 }

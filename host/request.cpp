@@ -37,6 +37,25 @@ std::vector<macro_word> given_data(const RunText &text) {
   return words;
 }
 
+/// Refuses to let the macro call one that would write past the words of _DATA that there are for it.
+void check_called_macros(const RunRequest &request, const Catalogue &catalogue) {
+  const Arguments arguments{*request.entry, request.rw, request.para};
+  for (const Parameter &parameter : request.entry->parameters) {
+    if (!parameter.calls || !arguments.uses(parameter) || arguments.row(parameter.name) != &parameter)
+      continue;
+    const scdb::Macro *const called = scdb::find_macro(arguments.value(parameter.name));
+    const std::optional<MacroEntry> entry = called != nullptr ? catalogue.find(called->name) : std::nullopt;
+    if (!entry)
+      continue;
+    const Arguments its{*entry, parameter.calls->rw, request.para};
+    const std::size_t words = std::max(its.data_words(true), its.data_words(false));
+    if (words > parameter.calls->data_words)
+      throw InputError(fmt::format("{}=0x{:04X}: {} uses {} words of _DATA, and {} has room for {}", parameter.name,
+                                   called->number, called->name, words, request.macro->name,
+                                   parameter.calls->data_words));
+  }
+}
+
 }  // namespace
 
 RunRequest make_request(const RunText &text, const Catalogue &catalogue) {
@@ -54,6 +73,8 @@ RunRequest make_request(const RunText &text, const Catalogue &catalogue) {
   request.para = std::move(words.para);
   request.data = std::move(words.data);
   request.data_words = data_size(text, request.data.size());
+  if (request.entry)
+    check_called_macros(request, catalogue);
   return request;
 }
 
