@@ -46,6 +46,9 @@ Json json_of(const Parameter &parameter) {
       {"flags", json_of(parameter.flags)},
       {"default", or_null(parameter.value_if_missing)},
       {"refused", or_null(parameter.refused)},
+      {"calls", parameter.calls ? Json{{"rw", static_cast<std::int32_t>(parameter.calls->rw)},
+                                       {"data_words", parameter.calls->data_words}}
+                                : Json(nullptr)},
       {"directions", parameter.directions},
       {"when", json_of(parameter.when)}};
 }
@@ -87,6 +90,17 @@ Json list_of(const std::vector<Row> &rows) {
   return list;
 }
 
+/// The macros that are called, by number, with the name of the one that answers to it.
+Json json_of_calls(const std::vector<unsigned> &numbers) {
+  Json list = Json::array();
+  for (const unsigned number : numbers) {
+    const scdb::Macro *const macro = scdb::find_macro(number);
+    list.push_back(
+        {{"number", fmt::format("0x{:04X}", number)}, {"name", macro != nullptr ? Json(macro->name) : Json(nullptr)}});
+  }
+  return list;
+}
+
 Json json_of(const When &when) {
   if (when.always)
     return "always";
@@ -96,15 +110,21 @@ Json json_of(const When &when) {
 }  // namespace
 
 nlohmann::ordered_json json_of(const MacroEntry &entry, const scdb::Macro &macro) {
+  const scdb::Identification identification =
+      scdb::parse_identification(macro.identification).value_or(scdb::Identification{});
   return {{"name", entry.name},
           {"number", fmt::format("0x{:04X}", macro.number)},
+          {"revision", identification.revision},
+          {"date", identification.date},
           {"family", entry.family},
+          {"family_title", entry.family_title},
           {"unit", scdb::info(entry.unit).name},
+          {"unit_title", scdb::info(entry.unit).title},
           {"title", entry.title},
           {"text", entry.text},
           {"changes", json_of(entry.changes)},
           {"together", json_of(entry.together)},
-          {"calls", entry.calls},
+          {"calls", json_of_calls(entry.calls)},
           {"accesses", list_of(entry.accesses)},
           {"directions", list_of(entry.directions)},
           {"otherwise", entry.otherwise},

@@ -465,14 +465,14 @@ TEST(Names, AreTakenApart) {
                            "cpu_dbg_dummy", "cp_9A10_010A", ""})
     EXPECT_FALSE(scdb::parse_macro_name(name)) << name;
   const auto identification =
-      scdb::parse_identification("MACRO: cp_9A10_0101 (0001)  2008.02.15 20:29:18  PRO1 A.NAME of two words");
+      scdb::parse_identification("MACRO: cp_9A10_0101 (0001)  2026.03.04 05:06:07  PRO1 A.NAME of two words");
   ASSERT_TRUE(identification);
   EXPECT_EQ(identification->revision, "0001");
-  EXPECT_EQ(identification->date, "2008.02.15");
-  EXPECT_EQ(identification->time, "20:29:18");
+  EXPECT_EQ(identification->date, "2026.03.04");
+  EXPECT_EQ(identification->time, "05:06:07");
   EXPECT_EQ(identification->group, "PRO1");
   EXPECT_EQ(identification->author, "A.NAME of two words");
-  EXPECT_FALSE(scdb::parse_identification("MACRO: cp_9A10_0101 (0001) 2008.02.15 20:29:18  PRO1 X"));
+  EXPECT_FALSE(scdb::parse_identification("MACRO: cp_9A10_0101 (0001) 2026.03.04 05:06:07  PRO1 X"));
 }
 
 TEST(Records, HoldEveryReason) {
