@@ -31,7 +31,7 @@ class RunCommand {
   explicit RunCommand(const RunOptions &options)
       : options_{options},
         limit_{parse_time_limit(options.timeout, "--timeout")},
-        progress_mode_{parse_progress_mode(options.progress)} {
+        progress_mode_{parse_progress_mode(options.progress, options.trace == STANDARD_ERROR)} {
     open(options.common);
     request_ = make_request(options.text, Catalogue{options.catalogue});
     units_ = units_of(options, request_);
@@ -47,7 +47,7 @@ class RunCommand {
 
   ExitStatus run() {
     Interruption interruption{limit_};
-    progress_.emplace(options_.trace == STANDARD_ERROR ? ProgressMode::none : progress_mode_, work());
+    progress_.emplace(progress_mode_, work());
     const scdb::Observing counting{*progress_};
     const Tally tally = run_series(
         request_, units_, rules_, interruption,
@@ -72,7 +72,8 @@ class RunCommand {
     RunResult result = run_macro(request, &interruption);
     if (trace_)
       trace_->end_run();
-    progress_->end_run();
+    if (!result.stop)
+      progress_->end_run();
     halfway_ = halfway_ || result.crashed_in_primitive();
     return result;
   }

@@ -141,7 +141,7 @@ bool succeeded() {
 ExitStatus access_chips(const DirectOptions &options, const std::string &title, const ChipAccess &access,
                         Chips how_many) {
   const std::optional<Interruption::Duration> limit = parse_time_limit(options.timeout, "--timeout");
-  const ProgressMode progress_mode = parse_progress_mode(options.progress);
+  const ProgressMode progress_mode = parse_progress_mode(options.progress, options.trace == STANDARD_ERROR);
   open_machine(options.common);
   const std::vector<scdb::Chip> chips = chips_of(options, how_many);
   std::optional<Trace> trace;
@@ -149,16 +149,16 @@ ExitStatus access_chips(const DirectOptions &options, const std::string &title, 
   if (!options.trace.empty())
     observing.emplace(trace.emplace(options.trace == STANDARD_ERROR ? "" : options.trace));
 
-  Progress progress{options.trace == STANDARD_ERROR ? ProgressMode::none : progress_mode, {title, chips.size(), {}}};
+  Progress progress{progress_mode, {title, chips.size(), {}}};
   const scdb::Observing counting{progress};
   Interruption interruption{limit};
   const scdb::Observing interrupting{interruption};
   std::vector<ChipResult> results;
   for (const scdb::Chip chip : chips) {
     results.push_back(access_chip(chip, access));
-    progress.end_run();
     if (interruption.stopped())
       break;
+    progress.end_run();
   }
   progress.finish();
   // A chip whose access was cut short has been counted among the results.

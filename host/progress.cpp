@@ -47,9 +47,9 @@ double seconds_between(std::chrono::steady_clock::time_point from, std::chrono::
 
 }  // namespace
 
-ProgressMode parse_progress_mode(std::string_view text) {
+ProgressMode parse_progress_mode(std::string_view text, bool taken) {
   if (text.empty() || text == "auto")
-    return ProgressMode::automatic;
+    return taken ? ProgressMode::none : ProgressMode::automatic;
   if (text == "json")
     return ProgressMode::json;
   if (text == "none")
@@ -77,7 +77,7 @@ scdb::Reason Progress::before(const scdb::Call & /*call*/) {
 void Progress::end_run() {
   ++runs_;
   calls_before_run_ = calls_;
-  if (mode_ != ProgressMode::none)
+  if (runs_ < work_.runs && mode_ != ProgressMode::none)
     look(Clock::now());
 }
 

@@ -14,9 +14,10 @@ namespace host {
 enum class ProgressMode : std::uint8_t { automatic, json, none };
 
 /// Reads the value of --progress.
-/// @param text  empty for auto.
+/// @param text   empty for auto.
+/// @param taken  whether standard error shows something else, as a trace: auto is none then.
 /// @throw InputError
-[[nodiscard]] ProgressMode parse_progress_mode(std::string_view text);
+[[nodiscard]] ProgressMode parse_progress_mode(std::string_view text, bool taken);
 
 /// What there is to do.
 struct Work {
@@ -37,7 +38,7 @@ class Progress : public scdb::Observer {
 
   [[nodiscard]] scdb::Reason before(const scdb::Call &call) override;
 
-  /// To be called after each run.
+  /// To be called after each run that came to its end.
   void end_run();
   /// Takes the line from the terminal; to be called before anything else is written.
   void clear();

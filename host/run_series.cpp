@@ -68,7 +68,9 @@ Tally run_series(const RunRequest &request, std::span<const Selection> units, co
                  const std::function<void(const UnitOutcome &)> &report) {
   Tally tally;
   for (const Selection &unit : units) {
-    if (interruption.stopped() || !(tally.all_ok() || rules.keep_going)) {
+    // The first one is run in any case: it stops at its first primitive call, and its report says so.
+    const bool stop = interruption.stopped() || !(tally.all_ok() || rules.keep_going);
+    if (stop && tally.size() != 0) {
       tally.add(Verdict::not_run, unit);
       continue;
     }

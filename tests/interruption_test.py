@@ -37,7 +37,7 @@ STOPS = [
      "  record  0  0x00000006  stopped\n"
      "  record  1  0x00000001  lmcr_jtag\n"
      "  record  2  0x000000B0  its code, ring, register or number\n"
-     "  record  3  0x00000000  no single chip\n"
+     "  record  3  0xFFFFFFFF  no single chip\n"
      "  record  4  0x00000050  the run was stopped\n"),
     (f"jtag read 0x0F --unit cpu {NO_TIME}",
      f"jtag read 0x0F  {ON}\n"

@@ -42,7 +42,7 @@ MISUSES = [
      "--data-out: these are 4 runs, and the file keeps the words of one; give one chip"),
     (f"{READ} --unit-type 1 --unit-no 1 --mring 0x10000 --each",
      "--each: a unit in words is one run; give the unit with --unit"),
-    (f"{READ} --unit cpu --each --together", "--each excludes --together ('mcrhost run --help' shows the options)"),
+    (f"{READ} --unit cpu --each --together", "--together excludes --each ('mcrhost run --help' shows the options)"),
     # What a macro that calls another one has no room for.
     ("io_9685_0101 --unit ioc:0.0 macro=0x9A10",
      "macro=0x9A10: cp_9A10_0101 uses 48 words of _DATA, and io_9685_0101 has room for 2"),
