@@ -137,14 +137,11 @@ DryRun::DryRun() {
   if (!copy)
     throw InputError(
         fmt::format("--dry-run: {} cannot be copied, and a dry run works on a copy", scdb::machine().name()));
-  machine_ = scdb::attach(std::make_unique<Copy>(*this, std::move(copy)));
+  machine_.emplace(std::make_unique<Copy>(*this, std::move(copy)));
   observing_.emplace(call_);
 }
 
-DryRun::~DryRun() {
-  observing_.reset();
-  scdb::attach(std::move(machine_));
-}
+DryRun::~DryRun() = default;
 
 std::string text_of(const std::vector<PlannedWrite> &writes) {
   std::string text;

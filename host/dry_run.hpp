@@ -20,7 +20,7 @@ struct PlannedWrite {
 };
 
 /// While it lives, the primitives work on a copy of the machine, and every write is noted with the chip that it
-/// reaches.  Then the machine is behind them again, as it was.
+/// reaches.  Then the machine is behind them again, as it was, and the rings that were open are open.
 class DryRun {
  public:
   /// @throw InputError when the machine cannot be copied.
@@ -45,8 +45,8 @@ class DryRun {
 
   std::vector<PlannedWrite> writes_;
   CurrentCall call_;
+  std::optional<scdb::Substitute> machine_;
   std::optional<scdb::Observing> observing_;
-  std::unique_ptr<scdb::Machine> machine_;  ///< the machine itself, untouched
 };
 
 /// A line for each write:

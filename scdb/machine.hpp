@@ -121,6 +121,9 @@ class SCDB_API MachineError : public std::runtime_error {
 /// @throw MachineError
 [[nodiscard]] SCDB_API std::unique_ptr<Machine> open_machine(const std::string &description);
 
+/// The names under which open_machine() knows descriptions that are built in, in ascending order.
+[[nodiscard]] SCDB_API std::vector<std::string> built_in_machines();
+
 /// Opens a machine from the text of a description.  @param origin what error messages call the text.
 /// @throw MachineError
 [[nodiscard]] SCDB_API std::unique_ptr<Machine> open_machine_text(std::string_view text, const std::string &origin);

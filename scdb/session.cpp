@@ -20,6 +20,19 @@ std::unique_ptr<Machine> attach(std::unique_ptr<Machine> machine) {
   return std::exchange(context.machine, std::move(machine));
 }
 
+struct Substitute::Before {
+  std::unique_ptr<Machine> machine;
+  std::vector<KeptRing> kept;
+};
+
+Substitute::Substitute(std::unique_ptr<Machine> machine)
+    : before_{std::make_unique<Before>(Before{std::exchange(context.machine, std::move(machine)), context.kept})} {}
+
+Substitute::~Substitute() {
+  context.machine = std::move(before_->machine);
+  context.kept = std::move(before_->kept);
+}
+
 void add_observer(Observer &observer) {
   context.observers.push_back(&observer);
 }

@@ -17,6 +17,20 @@ namespace scdb {
 /// for open rings belong to the old machine and are forgotten.
 SCDB_API std::unique_ptr<Machine> attach(std::unique_ptr<Machine> machine);
 
+/// Another machine behind the primitives for the length of a scope, with the same rings open.  Afterwards the machine
+/// of before is back, and with it the contents kept for its open rings.
+class SCDB_API Substitute {
+ public:
+  explicit Substitute(std::unique_ptr<Machine> machine);
+  ~Substitute();
+  Substitute(const Substitute &) = delete;
+  Substitute &operator=(const Substitute &) = delete;
+
+ private:
+  struct Before;
+  std::unique_ptr<Before> before_;
+};
+
 /// Adds an observer; it must outlive its removal.  Observers are asked in the order in which they were added.
 SCDB_API void add_observer(Observer &observer);
 SCDB_API void remove_observer(Observer &observer);

@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include "server/embedded.hpp"
+
 namespace server {
 
 using scdb::Chip;
@@ -237,6 +239,14 @@ namespace scdb {
 
 std::unique_ptr<Machine> open_machine(const std::string &description) {
   return std::make_unique<server::Server>(server::find_description(description));
+}
+
+std::vector<std::string> built_in_machines() {
+  std::vector<std::string> names;
+  for (const server::Embedded &file : server::embedded_files())
+    names.emplace_back(file.name);
+  std::ranges::sort(names);
+  return names;
 }
 
 std::unique_ptr<Machine> open_machine_text(std::string_view text, const std::string &origin) {

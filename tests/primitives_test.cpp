@@ -219,6 +219,23 @@ TEST_F(Primitives, RingsAreKeptForEachChipFromOpeningToClosing) {
   EXPECT_EQ(take_failure(), "none");
 }
 
+TEST_F(Primitives, ASubstituteGivesMachineAndOpenRingsBack) {
+  const Chip chip{ChipKind::cpu, 0, 0};
+  unit_ = {1, 0x1, {0x10000}};
+  machine_->contents(chip) = {0x11111111, 0x22000000};
+  scan(128, 1);
+  machine_->contents(chip)[0] = 0x33333333;
+  {
+    const scdb::Substitute other{std::make_unique<SmallMachine>()};
+    scan(129, 1);  // what is open before is open there
+    EXPECT_TRUE(scdb::open_rings().empty());
+  }
+  EXPECT_EQ(machine_->contents(chip)[0], 0x33333333U);
+  scan(129, 1);
+  EXPECT_EQ(machine_->contents(chip)[0], 0x11111111U);
+  EXPECT_EQ(take_failure(), "none");
+}
+
 TEST_F(Primitives, ScanChecksItsArguments) {
   unit_ = {1, 0x1, {0x10000}};
   struct Row {
