@@ -92,7 +92,7 @@ void add(CLI::App &group, Action &action, const std::string &name, Direction dir
   command->add_option("--port", options->port, "Port mask of the transfer, or all for the chip's own port (default)")
       ->option_text("N");
   command->add_option("--mode", options->mode, "Transfer mode: 2 = register access (default), 3 = command word")
-      ->option_text("N");
+      ->option_text("2|3");
   command
       ->add_option("--length", options->length,
                    writes ? "Bytes to write (default: four for each word)" : "Bytes to read, 1 to 4096 (default 4)")

@@ -90,7 +90,7 @@ void add(CLI::App &group, Action &action, const std::string &name, Direction dir
     command->add_option("--count", options->count, "Registers to read, 1 to 1024 (default 1)")->option_text("N");
   command->add_option("--bank", options->bank, "Register bank, 0 being the controller's own (default)")
       ->option_text("N");
-  command->add_option("--length", options->length, "Bytes of a register: 1, 2 or 4 (default)")->option_text("BYTES");
+  command->add_option("--length", options->length, "Bytes of a register: 1, 2 or 4 (default)")->option_text("1|2|4");
   add_direct_options(*command, options->direct);
   command->callback([options, name, direction, &action] { action = [=] { return mbc(*options, name, direction); }; });
 }

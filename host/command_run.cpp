@@ -15,6 +15,7 @@
 #include "report.hpp"
 #include "run_options.hpp"
 #include "run_series.hpp"
+#include "session.hpp"
 #include "state.hpp"
 #include "trace.hpp"
 #include "word_file.hpp"
@@ -43,6 +44,8 @@ class RunCommand {
       observing_.emplace(trace_.emplace(options.trace == STANDARD_ERROR ? "" : options.trace));
     if (options.dry_run)
       dry_run_.emplace();
+    else if (session() != nullptr)
+      session()->remember_machine();
   }
 
   ExitStatus run() {
@@ -54,6 +57,8 @@ class RunCommand {
         [&](const RunRequest &request) { return run_once(request, interruption); },
         [&](const UnitOutcome &outcome) { report(outcome); });
     progress_->finish();
+    if (halfway_ && !dry_run_ && session() != nullptr)
+      session()->put_machine_back();
     sum_up(tally, interruption);
     if (trace_)
       trace_->finish();
@@ -151,11 +156,14 @@ class RunCommand {
   /// machine may be halfway through an access: the file stays as it was, and that is said.
   void keep_state() {
     const std::string &path = options_.common.state;
-    if (!halfway_)
+    if (!halfway_) {
       save_state(path);
-    else if (!path.empty() && !std::exchange(state_given_up_, true))
+      if (session() != nullptr)
+        session()->remember_machine();
+    } else if (!path.empty() && !std::exchange(state_given_up_, true)) {
       fmt::print(stderr, "mcrhost: --state: '{}' stays as it was, because the macro crashed inside a primitive\n",
                  path);
+    }
   }
 
   const RunOptions &options_;

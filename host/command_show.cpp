@@ -20,7 +20,7 @@ struct ShowOptions {
 };
 
 ExitStatus show(const ShowOptions &options) {
-  load_libraries(options.common.libraries);
+  open_libraries(options.common);
   const scdb::Macro &macro = macro_named(options.macro);
   const std::optional<MacroEntry> entry = Catalogue{options.catalogue}.find(macro.name);
   if (!entry)

@@ -37,11 +37,6 @@ bool alike(const scdb::Part &a, const scdb::Part &b) {
   return std::tie(a.kind, a.name, a.ring, a.entries) == std::tie(b.kind, b.name, b.ring, b.entries);
 }
 
-bool selects(const Selection &selection, scdb::Chip chip) {
-  return selection.type == scdb::unit_type_of(chip.kind) && (selection.number >> chip.board & 1) != 0
-         && (selection.mring[chip.board] & scdb::chip_bit(chip.kind, chip.number)) != 0;
-}
-
 /// The chips of the machine, or those of a unit.
 std::vector<scdb::Chip> wanted_chips(const UnitsOptions &options) {
   std::vector<scdb::Chip> chips = scdb::machine().chips();

@@ -37,8 +37,7 @@ std::vector<scdb::Chip> chips_of(const DirectOptions &options, Chips how_many) {
   const Selection unit = parse_selection(options.unit, existing);
   std::vector<scdb::Chip> chips;
   for (const scdb::Chip chip : existing)
-    if (scdb::unit_type_of(chip.kind) == unit.type && (unit.number >> chip.board & 1) != 0
-        && (unit.mring[chip.board] & scdb::chip_bit(chip.kind, chip.number)) != 0)
+    if (selects(unit, chip))
       chips.push_back(chip);
   if (how_many == Chips::one && chips.size() != 1)
     throw InputError(fmt::format("--unit: {} names {} chips, and this takes one; give for example {}", options.unit,

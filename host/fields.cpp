@@ -58,14 +58,13 @@ bool can_be_given(const DataBlock &block) {
   return block.input && is_one(block.count) && (!block.fields.empty() || is_one(block.size));
 }
 
+bool looked_at(const Scope &scope, const Direction *direction) {
+  return direction == nullptr || scope.directions.empty()
+         || std::ranges::find(scope.directions, direction->name) != scope.directions.end();
+}
+
 std::string names_of_fields(const MacroEntry &entry) {
-  std::vector<std::string> names;
-  for (const Parameter &parameter : entry.parameters)
-    add_once(names, parameter.name);
-  for (const DataBlock &block : entry.data)
-    if (can_be_given(block))
-      for (const DataField &field : fields_to_give(block))
-        add_once(names, field.name);
+  const std::vector<std::string> names = field_names(entry);
   return names.empty() ? "it has none" : fmt::format("it has {}", joined(names));
 }
 
@@ -327,6 +326,38 @@ std::optional<std::int64_t> Arguments::accesses() const {
 RunWords with_fields(const MacroEntry &entry, macro_word rw, RunWords given,
                      const std::vector<std::string> &assignments) {
   return Filler{entry, rw, std::move(given), taken_apart(assignments)}.fill();
+}
+
+std::vector<std::string> field_names(const MacroEntry &entry, const Direction *direction) {
+  std::vector<std::string> names;
+  for (const Parameter &parameter : entry.parameters)
+    if (looked_at(parameter, direction))
+      add_once(names, parameter.name);
+  for (const DataBlock &block : entry.data)
+    if (can_be_given(block) && looked_at(block, direction))
+      for (const DataField &field : fields_to_give(block))
+        add_once(names, field.name);
+  return names;
+}
+
+ValueNames value_names(const MacroEntry &entry, std::string_view field) {
+  ValueNames names;
+  const auto add = [&names](const auto &row) {
+    for (const NamedValue &value : row.values)
+      if (!value.name.empty())
+        add_once(names.values, value.name);
+    for (const Flag &flag : row.flags)
+      add_once(names.flags, flag.name);
+  };
+  for (const Parameter &parameter : entry.parameters)
+    if (parameter.name == field)
+      add(parameter);
+  for (const DataBlock &block : entry.data)
+    if (can_be_given(block))
+      for (const DataField &row : fields_to_give(block))
+        if (row.name == field)
+          add(row);
+  return names;
 }
 
 macro_word direction_of(std::string_view text, const MacroEntry *entry) {

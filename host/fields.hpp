@@ -58,6 +58,17 @@ struct RunWords {
 [[nodiscard]] RunWords with_fields(const MacroEntry &entry, macro_word rw, RunWords given,
                                    const std::vector<std::string> &assignments);
 
+/// The names that can be given as NAME=VALUE, in the order of the entry.
+/// @param direction  leaves out those that it does not look at; null: all.
+[[nodiscard]] std::vector<std::string> field_names(const MacroEntry &entry, const Direction *direction = nullptr);
+
+/// The names that values of a field have, and those of flags, which can be joined.
+struct ValueNames {
+  std::vector<std::string> values;
+  std::vector<std::string> flags;
+};
+[[nodiscard]] ValueNames value_names(const MacroEntry &entry, std::string_view field);
+
 /// A direction as it is given to --rw: a name of the entry's, read, write, none, or a number.
 /// @param text   empty for the usual one: read.
 /// @param entry  null for a macro without one.

@@ -1,26 +1,53 @@
 #include "options.hpp"
 
+#include <fmt/format.h>
+
 #include "library.hpp"
+#include "line_words.hpp"
 #include "scdb/session.hpp"
+#include "session.hpp"
 #include "state.hpp"
 
 namespace host {
+namespace {
+
+/// An option that says what to work on.  The lines of a shell all work on the same: there it is hidden and refused.
+void of_the_shell(CLI::Option *option) {
+  if (session() == nullptr)
+    return;
+  const std::string name = "--" + option->get_lnames().front();
+  option->group("")->check([name](const std::string &value) -> std::string {
+    throw InputError(
+        fmt::format("{0}: a shell keeps to the machine, state and libraries that it was started with; "
+                    "leave it and start 'mcrhost shell {0} {1}'",
+                    name, quoted_word(value)));
+  });
+}
+
+}  // namespace
+
+void add_machine_option(CLI::App &command, CommonOptions &options) {
+  of_the_shell(
+      command
+          .add_option(
+              "--machine", options.machine,
+              "Machine to work on: a description file, or the name of one built in (default: a small simulated server)")
+          ->option_text("FILE"));
+}
 
 void add_machine_options(CLI::App &command, CommonOptions &options) {
-  command
-      .add_option(
-          "--machine", options.machine,
-          "Machine to work on: a description file, or the name of one built in (default: a small simulated server)")
-      ->option_text("FILE");
+  add_machine_option(command, options);
   command.add_flag("--json", options.json, "Print one JSON object instead of text");
 }
 
 void add_library_option(CLI::App &command, CommonOptions &options) {
-  command
-      .add_option("--library", options.libraries,
-                  "Macro library, may be repeated (default: $MACRODEBUG_LIBRARY, else the one installed with mcrhost)")
-      ->option_text("FILE")
-      ->allow_extra_args(false);
+  of_the_shell(
+      command
+          .add_option(
+              "--library", options.libraries,
+              "Macro library, may be repeated (default: $MACRODEBUG_LIBRARY, else the one installed with mcrhost)")
+          ->option_text("FILE")
+          ->allow_extra_args(false));
 }
 
 void add_common_options(CLI::App &command, CommonOptions &options) {
@@ -29,11 +56,15 @@ void add_common_options(CLI::App &command, CommonOptions &options) {
 }
 
 void add_state_option(CLI::App &command, CommonOptions &options) {
-  command
-      .add_option("--state", options.state,
-                  "Go on from the state of the machine that this file keeps, and keep the new one in it; without the "
-                  "file the machine is as at power-on")
-      ->option_text("FILE");
+  if (session() != nullptr)
+    options.state = session()->state();
+  of_the_shell(
+      command
+          .add_option(
+              "--state", options.state,
+              "Go on from the state of the machine that this file keeps, and keep the new one in it; without the "
+              "file the machine is as at power-on")
+          ->option_text("FILE"));
 }
 
 void add_timeout_option(CLI::App &command, std::string &seconds) {
@@ -53,19 +84,28 @@ void add_progress_option(CLI::App &command, std::string &mode) {
 }
 
 void add_catalogue_option(CLI::App &command, std::string &folder) {
+  if (session() != nullptr)
+    folder = session()->catalogue();
   command.add_option("--catalogue", folder, "Folder of catalogue files that say what macros mean (default: built in)")
       ->option_text("DIR");
 }
 
 void open_machine(const CommonOptions &options) {
+  if (session() != nullptr)
+    return;
   scdb::attach(scdb::open_machine(options.machine));
   if (!options.state.empty())
     load_state(options.state);
 }
 
+void open_libraries(const CommonOptions &options) {
+  if (session() == nullptr)
+    load_libraries(options.libraries);
+}
+
 void open(const CommonOptions &options) {
   open_machine(options);
-  load_libraries(options.libraries);
+  open_libraries(options);
 }
 
 }  // namespace host

@@ -20,6 +20,9 @@ struct CommonOptions {
   bool json = false;
 };
 
+/// Adds --machine.
+void add_machine_option(CLI::App &command, CommonOptions &options);
+
 /// Adds --machine and --json, for commands that need no macro library.
 void add_machine_options(CLI::App &command, CommonOptions &options);
 
@@ -40,12 +43,15 @@ void add_progress_option(CLI::App &command, std::string &mode);
 /// Adds --catalogue.
 void add_catalogue_option(CLI::App &command, std::string &folder);
 
-/// Puts the machine behind the primitives, in the state that --state keeps.
+/// Puts the machine behind the primitives, in the state that --state keeps.  In a shell its machine is there already.
 /// @throw scdb::MachineError, InputError
 void open_machine(const CommonOptions &options);
 
-/// As open_machine(), and loads the macro libraries.
+/// Loads the macro libraries.  In a shell they are loaded already.
 /// @throw scdb::LibraryError
+void open_libraries(const CommonOptions &options);
+
+/// Both.
 void open(const CommonOptions &options);
 
 }  // namespace host

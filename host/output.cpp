@@ -15,4 +15,8 @@ void write_output(std::string_view text) {
     throw InputError(fmt::format("cannot write standard output: {}", std::strerror(errno)));
 }
 
+void complain(std::string_view message) {
+  fmt::print(stderr, "mcrhost: {}\n", message);
+}
+
 }  // namespace host

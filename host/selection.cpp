@@ -150,6 +150,11 @@ Selection parse_selection(std::string_view text, std::span<const Chip> chips) {
   return selection;
 }
 
+bool selects(const Selection &selection, Chip chip) {
+  return selection.type == scdb::unit_type_of(chip.kind) && (selection.number >> chip.board & 1) != 0
+         && (selection.mring[chip.board] & scdb::chip_bit(chip.kind, chip.number)) != 0;
+}
+
 std::vector<Selection> single_chips(const Selection &selection, std::span<const Chip> chips) {
   const std::optional<ChipKind> kind = scdb::kind_of(selection.type);
   std::vector<Selection> singles;

@@ -28,6 +28,9 @@ struct Selection {
 ///        lists what there is.
 [[nodiscard]] Selection parse_selection(std::string_view text, std::span<const scdb::Chip> chips);
 
+/// Whether a selection that parse_selection() made names the chip.
+[[nodiscard]] bool selects(const Selection &selection, scdb::Chip chip);
+
 /// The chips that a selection names, each as a selection of its own, in ascending order.
 /// @param chips  the chips of the machine.
 [[nodiscard]] std::vector<Selection> single_chips(const Selection &selection, std::span<const scdb::Chip> chips);

@@ -1,0 +1,133 @@
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+
+#include "command_line.hpp"
+#include "commands.hpp"
+#include "history.hpp"
+#include "line_editor.hpp"
+#include "line_words.hpp"
+#include "output.hpp"
+#include "report.hpp"
+#include "session.hpp"
+
+namespace host {
+namespace {
+
+struct ShellOptions {
+  CommonOptions common;
+  std::string catalogue;
+  bool keep_going = false;
+};
+
+/// Does what a line asks for.
+/// @param place  what a complaint starts with, "line 3: ".
+ExitStatus run_line(std::string_view line, std::string_view place) {
+  try {
+    std::vector<std::string> words = words_of(line);
+    // Lines that were written for other shells name the program.
+    if (!words.empty() && words.front() == "mcrhost")
+      words.erase(words.begin());
+    if (words.empty())
+      return ExitStatus::ok;
+    CommandLine commands;
+    return commands.parse(std::move(words))();
+  } catch (const std::exception &error) {
+    complain(fmt::format("{}{}", place, error.what()));
+    return ExitStatus::usage;
+  }
+}
+
+/// Lines as they are typed.
+void converse(const Session &session) {
+  const std::string machine = label_of(current_machine());
+  fmt::print(stderr, "{}: 'help' shows the commands, Tab completes words, 'exit' leaves\n", machine);
+  KeptLines kept;
+  LineEditor editor{machine + "> ", complete_line};
+  for (const std::string &line : kept.earlier())
+    editor.remember(line);
+  while (!session.ended()) {
+    const std::optional<std::string> line = editor.read();
+    if (!line)
+      return;
+    if (line->find_first_not_of(" \t") == std::string::npos)
+      continue;
+    editor.remember(*line);
+    kept.add(*line);
+    run_line(*line, "");
+  }
+}
+
+/// Lines of a file or a pipe.
+/// @return the status of the first line that did not end with 0.
+ExitStatus run_lines(const Session &session, bool keep_going) {
+  ExitStatus first = ExitStatus::ok;
+  std::string line;
+  for (unsigned number = 1; !session.ended() && std::getline(std::cin, line); ++number) {
+    const ExitStatus status = run_line(line, fmt::format("line {}: ", number));
+    if (status == ExitStatus::ok)
+      continue;
+    first = first == ExitStatus::ok ? status : first;
+    if (keep_going)
+      continue;
+    complain(fmt::format("stopped after line {}, which ended with {}; --keep-going goes on", number,
+                         static_cast<int>(status)));
+    break;
+  }
+  return first;
+}
+
+ExitStatus shell(const ShellOptions &options) {
+  if (session() != nullptr)
+    throw InputError("this is a shell already; 'exit' leaves it");
+  const Session session{options.common, options.catalogue};
+  if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0)
+    return run_lines(session, options.keep_going);
+  converse(session);
+  return ExitStatus::ok;
+}
+
+}  // namespace
+
+void add_shell(CLI::App &app, Action &action) {
+  CLI::App *const command = app.add_subcommand("shell", "Run commands line after line on one machine");
+  const auto options = std::make_shared<ShellOptions>();
+  if (session() != nullptr)
+    command->group("");
+  command->add_flag("--keep-going", options->keep_going,
+                    "Where lines do not come from a terminal: go on after one that does not end with 0");
+  add_machine_option(*command, options->common);
+  add_state_option(*command, options->common);
+  add_library_option(*command, options->common);
+  add_catalogue_option(*command, options->catalogue);
+  command->footer(
+      "Examples:\n"
+      "  mcrhost shell\n"
+      "  mcrhost shell --machine large --state bench.state\n"
+      "  mcrhost shell < bring-up.txt\n"
+      "  echo 'ring show 0x56 --unit cpu:0.0' | mcrhost shell\n"
+      "\n"
+      "Lines are the commands of mcrhost, with or without its name; quotes and \\ are those of other shells, # begins "
+      "a\n"
+      "comment.  The options given here hold for all lines.  Tab completes commands, options, macros, units, fields,\n"
+      "values and files; arrow keys and Ctrl-R bring earlier lines back; 'help', 'exit' and Ctrl-D do what they say.\n"
+      "\n"
+      "At a terminal it ends with 0.  Else it stops at the first line that does not end with 0, and ends as that did.");
+  command->callback([options, &action] { action = [options] { return shell(*options); }; });
+}
+
+void add_session_commands(CLI::App &app, Action &action) {
+  app.add_subcommand(std::string{HELP_COMMAND}, "Show the commands, or 'help COMMAND' the options of one");
+  for (const char *const name : {"exit", "quit"})
+    app.add_subcommand(name, "Leave the shell")->callback([&action] {
+      action = [] {
+        session()->end();
+        return ExitStatus::ok;
+      };
+    });
+}
+
+}  // namespace host

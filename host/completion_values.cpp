@@ -1,0 +1,279 @@
+#include "completion_values.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <set>
+
+#include "catalogue.hpp"
+#include "fields.hpp"
+#include "library.hpp"
+#include "scdb/session.hpp"
+#include "selection.hpp"
+#include "words.hpp"
+
+namespace host {
+namespace {
+
+using Candidates = std::vector<Candidate>;
+
+/// The last value of an option, or nothing.
+std::string last_of(const Given &given, const std::string &name) {
+  const std::vector<std::string> values = given.of(name);
+  return values.empty() ? std::string{} : values.back();
+}
+
+CommonOptions common_options(const Given &given) {
+  CommonOptions options;
+  options.machine = last_of(given, "--machine");
+  options.libraries = given.of("--library");
+  return options;
+}
+
+std::vector<scdb::Chip> chips_of_machine(const Given &given) {
+  open_machine(common_options(given));
+  return scdb::machine().chips();
+}
+
+/// The entry of the macro that the line names.
+std::optional<MacroEntry> entry_of(const Given &given) {
+  open_libraries(common_options(given));
+  return Catalogue{last_of(given, "--catalogue")}.find(macro_named(last_of(given, "MACRO")).name);
+}
+
+/// Names; once something is typed also the test numbers that one macro alone has.
+Candidates macros(const Given &given) {
+  open_libraries(common_options(given));
+  Candidates names;
+  std::map<std::string, unsigned> numbers;
+  for (const scdb::Macro &macro : scdb::macros()) {
+    names.push_back({macro.name});
+    ++numbers[fmt::format("{:04X}", macro.number)];
+  }
+  if (!given.word.empty())
+    for (const auto &[number, count] : numbers)
+      if (count == 1)
+        names.push_back({number});
+  return names;
+}
+
+/// Where the element of a list begins that a text ends with.
+std::size_t start_of_element(std::string_view text) {
+  const std::size_t sign = text.find_last_of(":.,-+");
+  return sign == std::string_view::npos ? 0 : sign + 1;
+}
+
+/// Numbers of chips that are on every board of a place such as "cpu:0,2".
+std::set<unsigned> chips_everywhere(std::string_view place, const std::vector<scdb::Chip> &chips) {
+  const Selection boards = parse_selection(place, chips);
+  macro_word common = MACRO_ALL;
+  for (unsigned board = 0; board < scdb::BOARDS; ++board)
+    if ((boards.number >> board & 1) != 0)
+      common &= boards.mring[board];
+  std::set<unsigned> numbers;
+  for (const scdb::Chip chip : chips)
+    if (scdb::unit_type_of(chip.kind) == boards.type && (common & scdb::chip_bit(chip.kind, chip.number)) != 0)
+      numbers.insert(chip.number);
+  return numbers;
+}
+
+/// Kinds up to the colon, then boards, then chips; "+" begins with a board anew.
+Candidates units(const Given &given) {
+  const std::vector<scdb::Chip> chips = chips_of_machine(given);
+  const std::string &word = given.word;
+  const std::size_t colon = word.find(':');
+  Candidates units;
+  if (colon == std::string::npos) {
+    for (const scdb::ChipKindInfo &kind : scdb::CHIP_KINDS)
+      if (std::ranges::find(chips, kind.kind, &scdb::Chip::kind) != chips.end())
+        units.push_back({fmt::format("{}:", kind.name), false});
+    return units;
+  }
+  const std::string kind = word.substr(0, colon);
+  const std::size_t place = std::max(word.find_last_of(":+") + 1, colon + 1);
+  const std::size_t dot = word.find('.', place);
+  const std::string begun = word.substr(0, start_of_element(word));
+  const auto add_chips = [&](const std::string &boards, const std::string &before) {
+    for (const unsigned number : chips_everywhere(fmt::format("{}:{}", kind, boards), chips))
+      units.push_back({before + std::to_string(number)});
+  };
+  if (dot != std::string::npos) {
+    add_chips(word.substr(place, dot - place), begun);
+    return units;
+  }
+  std::set<unsigned> boards;
+  for (const scdb::Chip chip : chips)
+    if (scdb::info(chip.kind).name == kind)
+      boards.insert(chip.board);
+  for (const unsigned board : boards)
+    if (const std::string unit = begun + std::to_string(board); unit == word)
+      add_chips(word.substr(place), unit + ".");
+    else
+      units.push_back({unit, false});
+  return units;
+}
+
+Candidates directions(const Given &given) {
+  const std::optional<MacroEntry> entry = entry_of(given);
+  Candidates names;
+  if (entry)
+    for (const Direction &direction : entry->directions)
+      names.push_back({direction.name});
+  return names.empty() ? Candidates{{"read"}, {"write"}, {"none"}} : names;
+}
+
+/// The names of flags, joined by "+".
+Candidates flags(const ValueNames &names, const std::string &field, std::string_view value) {
+  const std::size_t plus = value.rfind('+');
+  const std::string before{plus == std::string_view::npos ? std::string_view{} : value.substr(0, plus + 1)};
+  const std::vector<std::string_view> given = split(before, '+');
+  Candidates candidates;
+  for (const std::string &flag : names.flags)
+    if (std::ranges::find(given, flag) == given.end())
+      candidates.push_back({field + before + flag, before.empty() && names.flags.size() == 1});
+  if (before.empty() && !names.flags.empty())
+    for (const char *const choice : {"all", "none"})
+      candidates.push_back({field + choice});
+  return candidates;
+}
+
+/// Fields that are not given yet; behind the "=" of one, the names of its values.
+Candidates fields(const Given &given) {
+  const std::optional<MacroEntry> entry = entry_of(given);
+  if (!entry)
+    return {};
+  Candidates candidates;
+  if (const std::size_t sign = given.word.find('='); sign != std::string::npos) {
+    const ValueNames names = value_names(*entry, given.word.substr(0, sign));
+    const std::string field = given.word.substr(0, sign + 1);
+    for (const std::string &value : names.values)
+      candidates.push_back({field + value});
+    std::ranges::move(flags(names, field, std::string_view{given.word}.substr(sign + 1)),
+                      std::back_inserter(candidates));
+    return candidates;
+  }
+  const std::string rw = last_of(given, "--rw");
+  const Direction *const direction = rw.empty() ? nullptr : entry->direction(direction_of(rw, &*entry));
+  const std::vector<std::string> known = given.of("FIELD");
+  for (const std::string &name : field_names(*entry, direction))
+    if (std::ranges::none_of(known, [&](const std::string &field) { return field.starts_with(name + "="); }))
+      candidates.push_back({name + "=", false});
+  return candidates;
+}
+
+/// The rings of the unit that is given, or of all chips.
+Candidates rings(const Given &given) {
+  const std::vector<scdb::Chip> chips = chips_of_machine(given);
+  const std::string unit = last_of(given, "--unit");
+  std::set<unsigned> codes;
+  const auto add = [&codes](scdb::Chip chip) {
+    for (const scdb::Part &part : scdb::machine().parts(chip))
+      if (part.kind == scdb::Part::Kind::ring)
+        codes.insert(part.ring);
+  };
+  const Selection selection = unit.empty() ? Selection{} : parse_selection(unit, chips);
+  for (const scdb::Chip chip : chips)
+    if (unit.empty() || selects(selection, chip))
+      add(chip);
+  Candidates candidates;
+  for (const unsigned code : codes)
+    candidates.push_back({fmt::format("0x{:02X}", code)});
+  return candidates;
+}
+
+Candidates paths(std::string_view word, bool folders_only) {
+  const std::size_t slash = word.rfind('/');
+  const std::string before{slash == std::string_view::npos ? std::string_view{} : word.substr(0, slash + 1)};
+  const bool hidden = word.substr(before.size()).starts_with('.');
+  Candidates candidates;
+  std::error_code error;
+  for (std::filesystem::directory_iterator at{before.empty() ? "." : before, error}, end; !error && at != end;
+       at.increment(error)) {
+    const std::string name = at->path().filename().string();
+    std::error_code unknown;
+    const bool folder = at->is_directory(unknown);
+    if (name.starts_with('.') == hidden && (folder || !folders_only))
+      candidates.push_back({before + name + (folder ? "/" : ""), !folder});
+  }
+  std::ranges::sort(candidates, {}, &Candidate::text);
+  return candidates;
+}
+
+Candidates files(const Given &given) {
+  return paths(given.word, false);
+}
+
+Candidates folders(const Given &given) {
+  return paths(given.word, true);
+}
+
+/// Those built in, then descriptions.
+Candidates machines(const Given &given) {
+  Candidates candidates;
+  for (const std::string &name : scdb::built_in_machines())
+    candidates.push_back({name});
+  std::ranges::move(files(given), std::back_inserter(candidates));
+  return candidates;
+}
+
+/// Where values come from: by the name of the option, or by what it takes.
+struct Source {
+  std::string_view takes;
+  Candidates (*values)(const Given &given);
+};
+constexpr std::array SOURCES{
+    Source{"--machine", machines}, Source{"MACRO", macros}, Source{"UNIT", units}, Source{"DIRECTION", directions},
+    Source{"FIELD", fields},       Source{"RING", rings},   Source{"FILE", files}, Source{"DIR", folders},
+};
+
+/// What an option takes: its names, and what the help says, "FILE" and "W..." of "FILE|W... (required)".
+std::vector<std::string> what_it_takes(const CLI::Option &option) {
+  std::vector<std::string> names{option.get_name(true)};
+  for (const std::string &name : option.get_lnames())
+    names.push_back("--" + name);
+  const std::string_view text = option.get_option_text();
+  for (const std::string_view piece : split(text.substr(0, text.find(' ')), '|'))
+    names.emplace_back(piece);
+  // A flag that may be given a file.
+  if (option.get_items_expected_max() == 0)
+    names.emplace_back("FILE");
+  return names;
+}
+
+/// Whether a choice stands for itself: "json", "2", but not "N" or "FILE".
+bool is_literal(std::string_view choice) {
+  return !choice.empty() && choice.front() != '-' && choice.front() != '('
+         && std::ranges::none_of(choice, [](char c) { return (c >= 'A' && c <= 'Z') || c == '.'; });
+}
+
+}  // namespace
+
+std::vector<std::string> Given::of(const std::string &name) const {
+  const auto found = values.find(command->get_option_no_throw(name));
+  return found == values.end() ? std::vector<std::string>{} : found->second;
+}
+
+std::vector<Candidate> values_of(const CLI::Option &option, const Given &given) {
+  // "--machine=lar": the value alone, and the name back before it.
+  const std::size_t sign =
+      given.word.starts_with("--") && given.option_possible ? given.word.find('=') : std::string::npos;
+  const std::string before = sign == std::string::npos ? std::string{} : given.word.substr(0, sign + 1);
+  Given value = given;
+  value.word.erase(0, before.size());
+
+  Candidates candidates;
+  for (const std::string &name : what_it_takes(option))
+    if (const auto source = std::ranges::find(SOURCES, name, &Source::takes); source != SOURCES.end()) {
+      candidates = source->values(value);
+      break;
+    } else if (is_literal(name)) {
+      candidates.push_back({name});
+    }
+  for (Candidate &candidate : candidates)
+    candidate.text.insert(0, before);
+  return candidates;
+}
+
+}  // namespace host
