@@ -13,10 +13,10 @@ from project import SOURCE, mcrhost
 LINES = [
     ("ri", ["ring "]),
     ("mcrhost ring s", ["show ", "set ", "save "]),
-    ("ring show --t", ["--trace "]),
+    ("ring show --tr", ["--trace "]),
     ("ring bogus ", []),
     # Options that are not given yet, and those that can be given again.
-    ("list --", ["--help ", "--machine ", "--json ", "--library "]),
+    ("units --", ["--help ", "--machine ", "--json "]),
     ("list --json --library x --l", ["--library "]),
     ("list --library=x --json --j", []),
     ("i2c read 4 --mode ", ["2 ", "3 "]),

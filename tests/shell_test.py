@@ -121,10 +121,10 @@ class Shell(unittest.TestCase):
 
     def test_rings_stay_open_from_line_to_line(self):
         """Also over a dry run, which works on another machine."""
-        left_open = "rings left open: cpu:0.0 ring 0x3C\n"
-        lines = "run sp_0007 --unit cpu:0.0 --para 0x3C\nrun sp_0006 --unit sp:0.0 --para 1 --dry-run\nrun sp_0006 --unit sp:0.0 --para 1\n"
+        lines = ("run sp_0007 --unit cpu:0.0 --para 0x3C --no-restore-open-rings\n"
+                 "run sp_0006 --unit sp:0.0 --para 1 --dry-run\nring restore-open\n")
         printed = self.run_lines(f"{BAD} --keep-going", lines)[1]
-        self.assertEqual(printed.count(left_open), 3, printed)
+        self.assertTrue(printed.endswith(f"\nring restore-open{ON}cpu:0.0  ring 0x3C restored\n"), printed)
 
     def test_a_crash_inside_a_primitive_leaves_the_machine_as_it_was(self):
         lines = "jtag write 0x41 0x12345678 --unit cpu:0.1\nrun sp_0002 --para 8 --data-words 8 --unit sp:0.0\njtag read 0x61 --unit cpu:0.1\n"
