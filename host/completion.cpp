@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <ranges>
+#include <utility>
 
 #include "command_line.hpp"
 #include "commands.hpp"
@@ -136,8 +136,8 @@ std::vector<Candidate> ways_on(const Given &given) {
 
 std::vector<Candidate> complete(const CLI::App &commands, const std::vector<std::string> &words) {
   Walk walk{commands};
-  for (const std::string &word : std::views::take(words, static_cast<std::ptrdiff_t>(words.size()) - 1))
-    walk.pass(word);
+  for (std::size_t i = 0; i + 1 < words.size(); ++i)
+    walk.pass(words[i]);
   if (walk.lost())
     return {};
   try {
