@@ -1,15 +1,14 @@
 #include <fmt/format.h>
-#include <toml++/toml.h>
 
 #include <algorithm>
 #include <array>
 #include <map>
-#include <ranges>
 #include <set>
 #include <span>
 
 #include "catalogue.hpp"
 #include "error.hpp"
+#include "toml_reader.hpp"
 #include "words.hpp"
 
 namespace host {
@@ -20,12 +19,6 @@ constexpr std::int64_t LAST_PARAMETER_WORD = 255;
 constexpr std::int64_t LAST_DATA_WORD = (1 << 24) - 1;
 constexpr unsigned FIELD_BITS = 64;
 
-/// A row of a table of names in a file.
-template <class Value>
-struct Name {
-  std::string_view name;
-  Value value;
-};
 constexpr std::array<Name<FieldKind>, 7> FIELD_KINDS{{{"hex", FieldKind::hex},
                                                       {"number", FieldKind::number},
                                                       {"signed", FieldKind::signed_number},
@@ -36,18 +29,13 @@ constexpr std::array<Name<FieldKind>, 7> FIELD_KINDS{{{"hex", FieldKind::hex},
 constexpr std::array<Name<SyndromeCode>, 3> CODES{
     {{"front", SyndromeCode::front}, {"behind", SyndromeCode::behind}, {"tag", SyndromeCode::tag}}};
 
-/// Takes the text of a family apart.  Every complaint names the place, what is wrong there and what would be right.
-class Reader {
+/// Takes the text of a family apart.
+class Reader : TomlReader {
  public:
-  Reader(const std::string &origin, std::string_view family) : origin_{origin} { family_.name = family; }
+  Reader(const std::string &origin, std::string_view family) : TomlReader{origin} { family_.name = family; }
 
   Family read(std::string_view source) {
-    toml::table root;
-    try {
-      root = toml::parse(source, std::string_view{origin_});
-    } catch (const toml::parse_error &error) {
-      throw InputError(fmt::format("{}: {}", where(error.source().begin), error.description()));
-    }
+    const toml::table root = parse(source);
     check_keys(root, {"title", "text", "macro"});
     family_.title = needed_text(root, "title");
     family_.text = text(root, "text");
@@ -56,96 +44,14 @@ class Reader {
   }
 
  private:
-  // Places and complaints.
-
-  [[nodiscard]] std::string where(const toml::source_position &at) const {
-    return fmt::format("{}:{}:{}", origin_, at.line, at.column);
-  }
-  [[noreturn]] void fail(const toml::node &node, std::string_view message) const {
-    throw InputError(fmt::format("{}: {}", where(node.source().begin), message));
-  }
-  void check_keys(const toml::table &table, std::initializer_list<std::string_view> accepted) const {
-    for (const auto &[key, node] : table)
-      if (std::ranges::find(accepted, key.str()) == accepted.end())
-        throw InputError(fmt::format("{}: unknown key '{}'; accepted here: {}", where(key.source().begin), key.str(),
-                                     fmt::join(accepted, ", ")));
-  }
-  [[nodiscard]] const toml::node &needed(const toml::table &table, std::string_view key) const {
-    const toml::node *const node = table.get(key);
-    if (node == nullptr)
-      fail(table, fmt::format("'{}' is missing", key));
-    return *node;
-  }
-
-  // Values.
-
-  [[nodiscard]] std::int64_t integer(const toml::node &node, std::string_view what, std::int64_t least,
-                                     std::int64_t most) const {
-    const toml::value<std::int64_t> *const value = node.as_integer();
-    if (value == nullptr || value->get() < least || value->get() > most)
-      fail(node, fmt::format("'{}' must be a whole number from {} to {}", what, least, most));
-    return value->get();
-  }
-  [[nodiscard]] std::int64_t integer(const toml::table &table, std::string_view key, std::int64_t if_missing,
-                                     std::int64_t least, std::int64_t most) const {
-    const toml::node *const node = table.get(key);
-    return node == nullptr ? if_missing : integer(*node, key, least, most);
-  }
-  /// A text, the member's own numbers and words put in for {key}.
-  [[nodiscard]] std::string text(const toml::node &node, std::string_view what) const {
-    const toml::value<std::string> *const value = node.as_string();
-    if (value == nullptr || value->get().empty())
-      fail(node, fmt::format("'{}' must be a text in quotation marks", what));
-    std::string filled = value->get();
+  /// A text with the member's own numbers and words put in for {key}.
+  [[nodiscard]] std::string filled(std::string text) const override {
     for (const auto &[key, own] : variables_)
-      for (std::size_t at = 0; (at = filled.find(key, at)) != std::string::npos; at += own.size())
-        filled.replace(at, key.size(), own);
-    return filled;
+      for (std::size_t at = 0; (at = text.find(key, at)) != std::string::npos; at += own.size())
+        text.replace(at, key.size(), own);
+    return text;
   }
-  [[nodiscard]] std::string text(const toml::table &table, std::string_view key) const {
-    const toml::node *const node = table.get(key);
-    return node == nullptr ? std::string{} : text(*node, key);
-  }
-  [[nodiscard]] std::string needed_text(const toml::table &table, std::string_view key) const {
-    return text(needed(table, key), key);
-  }
-  /// Calls `use` with each element of a list, if there is one.
-  template <class Use>
-  void each(const toml::table &table, std::string_view key, Use &&use) const {
-    const toml::node *const node = table.get(key);
-    if (node == nullptr)
-      return;
-    if (!node->is_array() || node->as_array()->empty())
-      fail(*node, fmt::format("'{}' must be a list", key));
-    for (const toml::node &element : *node->as_array())
-      use(element);
-  }
-  template <class Use>
-  void each_table(const toml::table &table, std::string_view key, Use &&use) const {
-    each(table, key, [&](const toml::node &element) {
-      if (!element.is_table())
-        fail(element, fmt::format("'{}' must be a list of tables", key));
-      use(*element.as_table());
-    });
-  }
-  [[nodiscard]] std::vector<std::string> texts(const toml::table &table, std::string_view key) const {
-    std::vector<std::string> list;
-    each(table, key, [&](const toml::node &element) { list.push_back(text(element, key)); });
-    return list;
-  }
-  template <class Value, std::size_t N>
-  [[nodiscard]] Value choice(const toml::table &table, std::string_view key, const std::array<Name<Value>, N> &names,
-                             Value if_missing) const {
-    const toml::node *const node = table.get(key);
-    if (node == nullptr)
-      return if_missing;
-    const std::string name = text(*node, key);
-    const auto found = std::ranges::find(names, name, &Name<Value>::name);
-    if (found == names.end())
-      fail(*node, fmt::format("'{}' must be one of {}", key,
-                              fmt::join(names | std::views::transform(&Name<Value>::name), ", ")));
-    return found->value;
-  }
+
   [[nodiscard]] Expression expression(const toml::node &node, std::string_view what) const {
     if (node.is_integer())
       return Expression{integer(node, what, -MOST_WORD, MOST_WORD)};
@@ -426,11 +332,7 @@ class Reader {
     block.title = text(row, "title");
     constexpr std::array<Name<bool>, 2> ROLES{{{"result", false}, {"input", true}}};
     block.input = choice(row, "role", ROLES, false);
-    if (const toml::node *const node = row.get("optional")) {
-      if (!node->is_boolean())
-        fail(*node, "'optional' must be true or false");
-      block.optional = node->as_boolean()->get();
-    }
+    block.optional = boolean(row, "optional", false);
     block.start = expression(row, "start", 0);
     block.size = expression(row, "size", 1);
     block.count = expression(row, "count", 1);
@@ -503,7 +405,6 @@ class Reader {
 
   static constexpr std::int64_t MOST_WORD = MACRO_ALL;
 
-  const std::string &origin_;
   Family family_;
   std::set<std::string> names_;                   ///< of all macros so far
   std::map<std::string, std::string> variables_;  ///< "{key}" and what stands for it
