@@ -76,6 +76,7 @@ CommandLine::CommandLine() : app_{"Runs the hardware test and debug macros of a 
   add_ring(app_, action_);
   add_i2c(app_, action_);
   add_mbc(app_, action_);
+  add_plan(app_, action_);
   add_shell(app_, action_);
   add_manual(app_, action_);
   add_reference(app_, action_);

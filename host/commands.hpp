@@ -20,6 +20,7 @@ void add_shell(CLI::App &app, Action &action);
 void add_complete(CLI::App &app, Action &action);
 void add_manual(CLI::App &app, Action &action);
 void add_reference(CLI::App &app, Action &action);
+void add_plan(CLI::App &app, Action &action);
 
 /// What only the lines of a shell know: help, exit, quit.
 void add_session_commands(CLI::App &app, Action &action);

@@ -69,15 +69,21 @@ Comparison compare(const Expectation &expectation, const RunRequest &request, co
   return result;
 }
 
-std::string text_of(const Comparison &comparison) {
+std::string describe(const Comparison &comparison) {
   if (!comparison.first)
-    return fmt::format("expected: {} as expected\n",
-                       comparison.words == 1 ? "1 word is" : fmt::format("{} words are", comparison.words));
+    return {};
   const Comparison::Difference &first = *comparison.first;
-  return fmt::format("unexpected: {} of {} {}, first _DATA[{}]: {} instead of {}{}\n", comparison.differing,
-                     comparison.words, comparison.words == 1 ? "word differs" : "words differ", first.index,
+  return fmt::format("{} of {} {}, first _DATA[{}]: {} instead of {}{}", comparison.differing, comparison.words,
+                     comparison.words == 1 ? "word differs" : "words differ", first.index,
                      first.is ? hex(*first.is) : "not written", hex(first.expected),
                      first.mask == MACRO_ALL ? "" : fmt::format(" (mask {})", hex(first.mask)));
+}
+
+std::string text_of(const Comparison &comparison) {
+  if (comparison.first)
+    return fmt::format("unexpected: {}\n", describe(comparison));
+  return fmt::format("expected: {} as expected\n",
+                     comparison.words == 1 ? "1 word is" : fmt::format("{} words are", comparison.words));
 }
 
 nlohmann::ordered_json json_of(const Comparison &comparison) {

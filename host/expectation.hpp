@@ -44,6 +44,9 @@ struct Comparison {
 
 [[nodiscard]] Comparison compare(const Expectation &expectation, const RunRequest &request, const RunResult &run);
 
+/// How many words differ and the first of them, in a sentence; empty where all are as expected.
+[[nodiscard]] std::string describe(const Comparison &comparison);
+
 /// "expected: all 2 words are as expected", or how many differ and the first of them.
 [[nodiscard]] std::string text_of(const Comparison &comparison);
 [[nodiscard]] nlohmann::ordered_json json_of(const Comparison &comparison);

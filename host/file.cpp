@@ -126,6 +126,22 @@ std::string read_file(const std::string &path, std::string_view what) {
   return *std::move(bytes);
 }
 
+void check_writable(const std::string &path, std::string_view what) {
+  struct stat status {};
+  const bool exists = ::stat(path.c_str(), &status) == 0;
+  if (exists && !S_ISREG(status.st_mode)) {
+    const Output output{::open(path.c_str(), O_WRONLY | O_CLOEXEC), {}};
+    if (output.descriptor() < 0)
+      fail(what, "write", path, errno);
+    return;
+  }
+  std::string temporary = path + ".XXXXXX";
+  const int descriptor = ::mkstemp(temporary.data());
+  if (descriptor < 0)
+    fail(what, "write", path, errno);
+  const Output removed{descriptor, temporary};
+}
+
 void write_file(const std::string &path, std::string_view bytes, std::string_view what) {
   struct stat status {};
   const bool exists = ::stat(path.c_str(), &status) == 0;

@@ -19,4 +19,8 @@ namespace host {
 /// @throw InputError when it cannot be written; no temporary file is left then.
 void write_file(const std::string &path, std::string_view bytes, std::string_view what);
 
+/// Whether write_file() will have a place to write to, as far as can be told before.
+/// @throw InputError as write_file() would.
+void check_writable(const std::string &path, std::string_view what);
+
 }  // namespace host

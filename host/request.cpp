@@ -58,11 +58,20 @@ void check_called_macros(const RunRequest &request, const Catalogue &catalogue) 
 
 }  // namespace
 
+std::shared_ptr<const MacroEntry> entry_of(const scdb::Macro &macro, const Catalogue &catalogue) {
+  std::optional<MacroEntry> entry = catalogue.find(macro.name);
+  return entry ? std::make_shared<const MacroEntry>(std::move(*entry)) : nullptr;
+}
+
 RunRequest make_request(const RunText &text, const Catalogue &catalogue) {
+  const scdb::Macro &macro = macro_named(text.macro);
+  return make_request(text, macro, entry_of(macro, catalogue));
+}
+
+RunRequest make_request(const RunText &text, const scdb::Macro &macro, std::shared_ptr<const MacroEntry> entry) {
   RunRequest request;
-  request.macro = &macro_named(text.macro);
-  if (std::optional<MacroEntry> entry = catalogue.find(request.macro->name))
-    request.entry = std::make_shared<const MacroEntry>(std::move(*entry));
+  request.macro = &macro;
+  request.entry = std::move(entry);
   request.rw = direction_of(text.rw, request.entry.get());
   RunWords words{parse_words(text.para, "--para"), given_data(text)};
   if (request.entry)

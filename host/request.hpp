@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,5 +28,13 @@ struct RunText {
 /// @throw InputError for an unknown macro, and for words and fields that the macro does not accept; the message says
 ///        what would be right.
 [[nodiscard]] RunRequest make_request(const RunText &text, const Catalogue &catalogue);
+
+/// The same of a macro that is known already; that of the text is not looked at.
+/// @param entry  null where the catalogue has none.
+[[nodiscard]] RunRequest make_request(const RunText &text, const scdb::Macro &macro,
+                                      std::shared_ptr<const MacroEntry> entry);
+
+/// What the catalogue says of a macro; null where it says nothing.
+[[nodiscard]] std::shared_ptr<const MacroEntry> entry_of(const scdb::Macro &macro, const Catalogue &catalogue);
 
 }  // namespace host

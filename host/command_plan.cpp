@@ -1,0 +1,203 @@
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "commands.hpp"
+#include "file.hpp"
+#include "library.hpp"
+#include "output.hpp"
+#include "plan_engine.hpp"
+#include "plan_reporters.hpp"
+#include "report.hpp"
+#include "scdb/session.hpp"
+#include "state.hpp"
+
+namespace host {
+namespace {
+
+struct PlanOptions {
+  CommonOptions common;
+  std::string catalogue;
+  std::string plan;
+  std::string command_line;
+  std::string junit;
+  std::string ocptv;
+  std::string checkpoint;
+  bool resume = false;
+  bool every_run = false;
+  bool source = false;
+};
+
+Plan open_plan(const PlanOptions &options) {
+  open(options.common);
+  return read_plan(find_plan(options.plan), Catalogue{options.catalogue}, scdb::machine().chips());
+}
+
+std::vector<std::unique_ptr<PlanReporter>> make_reporters(const PlanOptions &options) {
+  std::vector<std::unique_ptr<PlanReporter>> reporters;
+  reporters.push_back(options.common.json ? make_json_reporter() : make_text_reporter(options.every_run));
+  if (!options.junit.empty()) {
+    check_writable(options.junit, "--junit");
+    reporters.push_back(make_junit_reporter(options.junit));
+  }
+  if (!options.ocptv.empty()) {
+    check_writable(options.ocptv, "--ocptv");
+    reporters.push_back(make_ocptv_reporter(options.ocptv));
+  }
+  return reporters;
+}
+
+ExitStatus run(const PlanOptions &options) {
+  if (options.resume && options.checkpoint.empty())
+    throw InputError("--resume goes on from a checkpoint; name it with --checkpoint FILE");
+  const Plan plan = open_plan(options);
+  const std::vector<std::unique_ptr<PlanReporter>> reporters = make_reporters(options);
+  std::optional<Checkpoint> checkpoint;
+  if (!options.checkpoint.empty()) {
+    checkpoint.emplace(options.checkpoint, plan, current_machine(), scdb::machine().chips());
+    if (options.resume)
+      checkpoint->load();
+    else
+      checkpoint->begin();
+  }
+  std::vector<PlanReporter *> heard;
+  for (const std::unique_ptr<PlanReporter> &reporter : reporters)
+    heard.push_back(reporter.get());
+  PlanEngine engine{plan, std::move(heard), checkpoint ? &*checkpoint : nullptr};
+  const PlanEnd end = engine.run(options.command_line);
+  if (!engine.halfway())
+    save_state(options.common.state);
+  else
+    fmt::print(stderr,
+               "mcrhost: a macro crashed inside a primitive: the state of the machine has not been kept since\n");
+  if (end.interrupted && checkpoint)
+    fmt::print(stderr, "mcrhost: the same command with --resume goes on\n");
+  if (end.failure)
+    throw InputError(*end.failure);
+  return end.interrupted || end.outcome > Outcome::passed ? ExitStatus::failed : ExitStatus::ok;
+}
+
+ExitStatus list() {
+  std::string text;
+  for (const PlanSource &plan : built_in_plans())
+    text += fmt::format("{:14}{}\n", plan.name, title_of(plan));
+  write_output(text);
+  return ExitStatus::ok;
+}
+
+std::string units_of(const PlanStep &step) {
+  std::string units;
+  for (const Selection &unit : step.units)
+    units += fmt::format("{}{}", units.empty() ? "" : " ", describe(unit.words()));
+  return units;
+}
+
+ExitStatus show(const PlanOptions &options) {
+  if (options.source) {
+    write_output(find_plan(options.plan).text);
+    return ExitStatus::ok;
+  }
+  const Plan plan = open_plan(options);
+  std::string text = fmt::format("{}: {}  {} runs in {} steps  on {}\n", plan.name, plan.title, plan.cases(),
+                                 plan.steps.size(), label_of(current_machine()));
+  if (!plan.text.empty())
+    text += fmt::format("\n{}{}", plan.text, plan.text.ends_with('\n') ? "" : "\n");
+  for (const PlanStep &step : plan.steps) {
+    text += fmt::format("\n{}{}\n  {}  {}", step.cleanup ? "cleanup: " : "", step.name, step.macro,
+                        step.units.empty() ? "skipped: " + step.missing : units_of(step));
+    if (step.variants.size() > 1)
+      text += fmt::format("\n  {} choices of values, {} to {}", step.variants.size(), step.variants.front().values,
+                          step.variants.back().values);
+    if (step.repeat > 1)
+      text += fmt::format("\n  {} times each", step.repeat);
+    if (step.verdict != Verdict::pass)
+      text += fmt::format("\n  expected: {}", name_of(step.verdict));
+    text += "\n";
+  }
+  write_output(text);
+  return ExitStatus::ok;
+}
+
+/// The command line that the options given make up.
+std::string command_line_of(const CLI::App &command) {
+  std::string line = fmt::format("mcrhost plan {}", command.get_name());
+  for (const CLI::Option *option : command.get_options()) {
+    if (option->count() == 0)
+      continue;
+    if (!option->get_positional())
+      line += " " + option->get_name();
+    if (option->get_items_expected_max() != 0)
+      for (const std::string &value : option->results())
+        line += " " + value;
+  }
+  return line;
+}
+
+CLI::App *add_part(CLI::App &plan, const std::string &name, const std::string &help, PlanOptions &options) {
+  CLI::App *const command = plan.add_subcommand(name, help);
+  command
+      ->add_option("PLAN", options.plan,
+                   "Name of a built-in plan, or a file; the name of a file has a slash or a dot in it")
+      ->option_text("(required)")
+      ->required();
+  add_common_options(*command, options.common);
+  add_catalogue_option(*command, options.catalogue);
+  return command;
+}
+
+void add_run_options(CLI::App &command, PlanOptions &options) {
+  command.add_flag("--every-run", options.every_run, "Print a line for each run, not only for those not as expected");
+  command.add_option("--junit", options.junit, "Write the results as JUnit XML")->option_text("FILE");
+  command.add_option("--ocptv", options.ocptv, "Write the results as Open Compute test-and-validation JSON lines")
+      ->option_text("FILE");
+  command
+      .add_option("--checkpoint", options.checkpoint,
+                  "Keep in this file, after each run, what is done and the state of the simulated machine")
+      ->option_text("FILE");
+  command.add_flag("--resume", options.resume, "Go on from --checkpoint; what is done is reported and not run again");
+  add_state_option(command, options.common);
+}
+
+}  // namespace
+
+void add_plan(CLI::App &app, Action &action) {
+  CLI::App *const plan = app.add_subcommand("plan", "Run plans: steps of macros with what is expected of them");
+  plan->require_subcommand(1);
+  const auto options = std::make_shared<PlanOptions>();
+
+  CLI::App *const run_command = add_part(*plan, "run", "Run a plan, with its steps that clean up", *options);
+  run_command->get_option("--json")->description("Print a JSON object a line for each event instead of text");
+  add_run_options(*run_command, *options);
+  run_command->footer(
+      "Examples:\n"
+      "  mcrhost plan run bring-up\n"
+      "  mcrhost plan run memory-path --machine large --junit results.xml --ocptv results.jsonl\n"
+      "  mcrhost plan run ./night.toml --checkpoint night.checkpoint\n"
+      "  mcrhost plan run ./night.toml --checkpoint night.checkpoint --resume\n"
+      "\n"
+      "Ends with 0 when everything was as expected, 1 when not or when it was interrupted, 2 for wrong usage.");
+  run_command->callback([options, run_command, &action] {
+    options->command_line = command_line_of(*run_command);
+    action = [options] { return run(*options); };
+  });
+
+  CLI::App *const list_command = plan->add_subcommand("list", "List the built-in plans");
+  list_command->footer("Example:\n  mcrhost plan list");
+  list_command->callback([&action] { action = list; });
+
+  CLI::App *const show_command =
+      add_part(*plan, "show", "Check a plan against the machine and show its steps; nothing is run", *options);
+  show_command->remove_option(show_command->get_option("--json"));
+  show_command->add_flag("--source", options->source, "Print the plan's file as it is, to copy and change");
+  show_command->footer(
+      "Examples:\n"
+      "  mcrhost plan show bring-up\n"
+      "  mcrhost plan show bring-up --source > mine.toml\n"
+      "  mcrhost plan show ./mine.toml --machine large");
+  show_command->callback([options, &action] { action = [options] { return show(*options); }; });
+}
+
+}  // namespace host

@@ -1,0 +1,85 @@
+#include "named_values.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "error.hpp"
+#include "words.hpp"
+
+namespace host {
+namespace {
+
+/// Fields of up to so many bits are tried with every value when it is to be known what they can show.
+constexpr unsigned FEW_BITS = 12;
+/// Names offered for one that is not known.
+constexpr std::size_t OFFERED = 8;
+
+unsigned width_of(const ShownValue &value) {
+  return value.field != nullptr ? value.field->width() : 32;
+}
+
+/// Whether a result can show this text, as far as can be told.
+bool can_show(const ShownValue &value, const std::string &text) {
+  if (value.field == nullptr)
+    return false;
+  ShownValue tried = value;
+  const auto shows = [&](std::uint64_t number) {
+    tried.value = number;
+    return text_of(tried) == text;
+  };
+  if (width_of(value) > FEW_BITS)
+    return std::ranges::any_of(value.field->values, [&](const NamedValue &row) { return shows(row.value); });
+  for (std::uint64_t number = 0; number < std::uint64_t{1} << width_of(value); ++number)
+    if (shows(number))
+      return true;
+  return false;
+}
+
+}  // namespace
+
+std::vector<ShownValue> shown_values(const Arguments &arguments, const DataWords &data) {
+  std::vector<ShownValue> values;
+  for (const DecodedBlock &block : decode(arguments, data)) {
+    const bool single = block.records.size() == 1 && block.records.front().name == block.block->name;
+    for (const DecodedRecord &record : block.records) {
+      for (const DecodedField &field : record.fields)
+        values.push_back({single ? field.field->name : fmt::format("{}.{}", record.name, field.field->name),
+                          field.field, field.value});
+      for (std::size_t word = 0; record.fields.empty() && word < record.words.size(); ++word)
+        values.push_back({record.words.size() == 1 ? record.name : fmt::format("{}[{}]", record.name, word), nullptr,
+                          record.words[word]});
+    }
+  }
+  return values;
+}
+
+std::string text_of(const ShownValue &value) {
+  if (!value.value)
+    return "not written";
+  return value.field != nullptr ? text_of(*value.field, *value.value) : hex(static_cast<macro_word>(*value.value));
+}
+
+void check(const NamedExpectation &expectation, const Arguments &arguments) {
+  const std::vector<ShownValue> values = shown_values(arguments, DataWords(arguments.data_words(false), macro_word{0}));
+  const auto found = std::ranges::find(values, expectation.name, &ShownValue::name);
+  if (found == values.end()) {
+    std::string names;
+    for (std::size_t i = 0; i < std::min(values.size(), OFFERED); ++i)
+      names += fmt::format("{}{}", i == 0 ? "" : ", ", values[i].name);
+    throw InputError(fmt::format("{} has no result '{}'; it has {}{}", arguments.entry().name, expectation.name,
+                                 names.empty() ? "none" : names, values.size() > OFFERED ? " ..." : ""));
+  }
+  const unsigned width = width_of(*found);
+  if (expectation.number ? width < 64 && *expectation.number >> width != 0 : !can_show(*found, expectation.text))
+    throw InputError(fmt::format("'{}' is never {}; it has {} {}", expectation.name, expectation.text, width,
+                                 width == 1 ? "bit" : "bits"));
+}
+
+bool holds(const NamedExpectation &expectation, const ShownValue &value) {
+  if (expectation.number || !value.value)
+    return value.value && value.value == expectation.number;
+  return text_of(value) == expectation.text;
+}
+
+}  // namespace host

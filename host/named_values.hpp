@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "decode.hpp"
+
+/// Results of runs by the names that the catalogue has for them.
+namespace host {
+
+/// A result as `mcrhost run` names it: "value" for a field of a single record, "register 5" for a record of one word,
+/// "lane 0.locked" for a field of one record of several.
+struct ShownValue {
+  std::string name;
+  const DataField *field = nullptr;    ///< null for a record that has no fields
+  std::optional<std::uint64_t> value;  ///< nothing where it was not written
+};
+
+/// All that the entry lays out in _DATA and that was written at least in part.
+[[nodiscard]] std::vector<ShownValue> shown_values(const Arguments &arguments, const DataWords &data);
+
+/// As the run shows it.
+[[nodiscard]] std::string text_of(const ShownValue &value);
+
+/// What a result should be: a number, or what is shown for it.
+struct NamedExpectation {
+  std::string name;
+  std::optional<std::uint64_t> number;
+  std::string text;  ///< for people; what is compared where there is no number
+};
+
+/// @throw InputError for a name that the entry does not lay out for these arguments, and for a value that the result
+///        cannot have.
+void check(const NamedExpectation &expectation, const Arguments &arguments);
+
+/// Whether the result is as expected.
+[[nodiscard]] bool holds(const NamedExpectation &expectation, const ShownValue &value);
+
+}  // namespace host

@@ -1,0 +1,74 @@
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "output.hpp"
+#include "plan_reporters.hpp"
+#include "report.hpp"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+void write(Json json) {
+  write_output(json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+}
+
+class JsonReporter : public PlanReporter {
+ public:
+  void begin(const PlanStart &start) override {
+    write({{"event", "plan"},
+           {"name", start.plan.name},
+           {"title", start.plan.title},
+           {"machine", json_of(start.machine)},
+           {"steps", start.plan.steps.size()},
+           {"runs", start.plan.cases()},
+           {"time", text_of(start.time)}});
+  }
+
+  void begin_step(const StepStart &start) override {
+    write({{"event", "step"},
+           {"step", start.index},
+           {"name", start.step.name},
+           {"macro", start.step.macro},
+           {"cleanup", start.step.cleanup},
+           {"runs", start.step.cases()},
+           {"time", text_of(start.time)}});
+  }
+
+  void add(const PlanStep & /*step*/, const PlanVariant &variant, const CaseResult &result) override {
+    Json json{{"event", "run"}, {"macro", variant.request.macro->name}};
+    json.update(json_of(result));
+    json["begin"] = text_of(result.begin);
+    json["end"] = text_of(result.end);
+    write(std::move(json));
+  }
+
+  void end_step(const StepEnd &end) override {
+    Json json{{"event", "step end"}, {"step", end.index}, {"outcome", name_of(end.outcome)}};
+    if (!end.skipped.empty())
+      json["skipped"] = end.skipped;
+    json.update({{"made", end.made}, {"passed", end.passed}, {"time", text_of(end.time)}});
+    write(std::move(json));
+  }
+
+  void end(const PlanEnd &end) override {
+    write({{"event", "end"},
+           {"outcome", name_of(end.outcome)},
+           {"interrupted", end.interrupted},
+           {"made", end.made},
+           {"passed", end.passed},
+           {"runs", end.total},
+           {"skipped_steps", end.skipped_steps},
+           {"time", text_of(end.time)}});
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<PlanReporter> make_json_reporter() {
+  return std::make_unique<JsonReporter>();
+}
+
+}  // namespace host

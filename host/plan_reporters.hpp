@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "plan_events.hpp"
+
+/// The formats in which results of plans are told.  Those that write a file write it whole at the end.
+namespace host {
+
+/// For people, on standard output: a line for each step, and what was not as expected.
+/// @param every_run  a line for each run as well.
+[[nodiscard]] std::unique_ptr<PlanReporter> make_text_reporter(bool every_run);
+
+/// For programs, on standard output: a JSON object a line for each event.
+[[nodiscard]] std::unique_ptr<PlanReporter> make_json_reporter();
+
+/// JUnit XML: a test suite for each step, a test case for each run.
+[[nodiscard]] std::unique_ptr<PlanReporter> make_junit_reporter(std::string path);
+
+/// Open Compute test-and-validation output, schema 2.0: JSON lines.
+[[nodiscard]] std::unique_ptr<PlanReporter> make_ocptv_reporter(std::string path);
+
+}  // namespace host

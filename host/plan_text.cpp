@@ -1,0 +1,99 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "output.hpp"
+#include "plan_reporters.hpp"
+#include "report.hpp"
+
+namespace host {
+namespace {
+
+/// Of a step that goes wrong everywhere, and of a run with findings without end, the first say enough.
+constexpr std::size_t CASES_SHOWN = 16;
+constexpr std::size_t SENTENCES_SHOWN = 8;
+
+std::string runs(std::size_t count) {
+  return fmt::format("{} run{}", count, count == 1 ? "" : "s");
+}
+
+std::string sentences(std::string_view what, const std::vector<std::string> &all) {
+  std::string lines;
+  for (std::size_t i = 0; i < std::min(all.size(), SENTENCES_SHOWN); ++i)
+    lines += fmt::format("    {}: {}\n", what, all[i]);
+  if (all.size() > SENTENCES_SHOWN)
+    lines += fmt::format("    {}: {} more\n", what, all.size() - SENTENCES_SHOWN);
+  return lines;
+}
+
+class TextReporter : public PlanReporter {
+ public:
+  explicit TextReporter(bool every_run) : every_run_{every_run} {}
+
+  void begin(const PlanStart &start) override {
+    for (const PlanStep &step : start.plan.steps)
+      width_ = std::max(width_, name_of_step(step).size());
+    write_output(fmt::format("{}: {}  {} in {} steps  on {}\n", start.plan.name, start.plan.title,
+                             runs(start.plan.cases()), start.plan.steps.size(), label_of(start.machine)));
+  }
+
+  void begin_step(const StepStart & /*start*/) override {
+    details_.clear();
+    shown_ = 0;
+    hidden_ = 0;
+  }
+
+  void add(const PlanStep &step, const PlanVariant & /*variant*/, const CaseResult &result) override {
+    if (result.outcome == Outcome::passed && !every_run_)
+      return;
+    if (shown_ == CASES_SHOWN && !every_run_) {
+      ++hidden_;
+      return;
+    }
+    ++shown_;
+    const std::string reason =
+        result.outcome == Outcome::passed ? std::string{name_of(result.verdict)} : reason_of(step, result);
+    details_ += fmt::format("  {}{}{}: {}{}\n", result.unit, result.values.empty() ? "" : "  ", result.values, reason,
+                            step.repeat == 1 ? "" : fmt::format(", run {} of {}", result.runs, step.repeat));
+    details_ += sentences("failed", result.failures) + sentences("found", result.findings)
+                + sentences("unexpected", result.mismatches);
+  }
+
+  void end_step(const StepEnd &end) override {
+    const std::size_t total = end.step.cases();
+    std::string counts =
+        end.made == end.passed ? runs(end.made) : fmt::format("{} of {} as expected", end.passed, runs(end.made));
+    if (!end.skipped.empty())
+      counts = end.made == 0 ? end.skipped : fmt::format("{}, {} not made: {}", counts, total - end.made, end.skipped);
+    if (hidden_ != 0)
+      details_ += fmt::format("  {} more\n", hidden_);
+    write_output(fmt::format("{:8} {:{}}  {}  {}\n{}", name_of(end.outcome), name_of_step(end.step), width_,
+                             end.step.macro, counts, details_));
+  }
+
+  void end(const PlanEnd &end) override {
+    std::string line = fmt::format("{}: {} of {} as expected", name_of(end.outcome), end.passed, runs(end.total));
+    if (end.made != end.total)
+      line += fmt::format(", {} not made", end.total - end.made);
+    if (end.skipped_steps != 0)
+      line += fmt::format(", {} step{} skipped", end.skipped_steps, end.skipped_steps == 1 ? "" : "s");
+    write_output(fmt::format("{}{}\n", end.interrupted ? "interrupted, " : "", line));
+  }
+
+ private:
+  static std::string name_of_step(const PlanStep &step) { return step.cleanup ? "cleanup: " + step.name : step.name; }
+
+  bool every_run_;
+  std::size_t width_ = 0;
+  std::string details_;
+  std::size_t shown_ = 0;
+  std::size_t hidden_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<PlanReporter> make_text_reporter(bool every_run) {
+  return std::make_unique<TextReporter>(every_run);
+}
+
+}  // namespace host
