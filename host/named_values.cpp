@@ -60,7 +60,7 @@ std::string text_of(const ShownValue &value) {
   return value.field != nullptr ? text_of(*value.field, *value.value) : hex(static_cast<macro_word>(*value.value));
 }
 
-void check(const NamedExpectation &expectation, const Arguments &arguments) {
+void check(NamedExpectation &expectation, const Arguments &arguments) {
   const std::vector<ShownValue> values = shown_values(arguments, DataWords(arguments.data_words(false), macro_word{0}));
   const auto found = std::ranges::find(values, expectation.name, &ShownValue::name);
   if (found == values.end()) {
@@ -74,6 +74,8 @@ void check(const NamedExpectation &expectation, const Arguments &arguments) {
   if (expectation.number ? width < 64 && *expectation.number >> width != 0 : !can_show(*found, expectation.text))
     throw InputError(fmt::format("'{}' is never {}; it has {} {}", expectation.name, expectation.text, width,
                                  width == 1 ? "bit" : "bits"));
+  if (expectation.number)
+    expectation.text = text_of(ShownValue{found->name, found->field, expectation.number});
 }
 
 bool holds(const NamedExpectation &expectation, const ShownValue &value) {

@@ -31,9 +31,10 @@ struct NamedExpectation {
   std::string text;  ///< for people; what is compared where there is no number
 };
 
+/// Checks an expectation; the text of one that is a number becomes what is shown for it.
 /// @throw InputError for a name that the entry does not lay out for these arguments, and for a value that the result
 ///        cannot have.
-void check(const NamedExpectation &expectation, const Arguments &arguments);
+void check(NamedExpectation &expectation, const Arguments &arguments);
 
 /// Whether the result is as expected.
 [[nodiscard]] bool holds(const NamedExpectation &expectation, const ShownValue &value);

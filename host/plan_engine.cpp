@@ -224,7 +224,7 @@ void PlanEngine::run_cases(std::size_t index, StepEnd &end) {
       else
         record(*result);
       ++end.made;
-      end.passed += result->outcome == Outcome::passed ? 1 : 0;
+      end.passed += result->outcome == Outcome::passed ? std::size_t{1} : 0;
       end.outcome = std::max(end.outcome, result->outcome);
       end.time = result->end;
       tell([&](PlanReporter &reporter) { reporter.add(step, variant, *result); });

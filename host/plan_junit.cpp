@@ -14,32 +14,39 @@ namespace {
 constexpr std::string_view OPTION = "--junit";
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
 
-/// The length of the UTF-8 character that a text begins with; 0 where it is none, or one that XML does not take.
-std::size_t length_of_character(std::string_view text) {
+/// What a text begins with: the bytes of a UTF-8 character, or one that is none.
+struct Character {
+  std::size_t length = 1;
+  bool accepted = false;  ///< by XML
+};
+
+Character first_character(std::string_view text) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned first = byte(0);
   if (first < 0x80)
-    return first >= 0x20 || first == '\t' || first == '\n' || first == '\r' ? 1 : 0;
+    return {1, first >= 0x20 || first == '\t' || first == '\n' || first == '\r'};
   const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
   if (first < 0xC2 || first > 0xF4 || text.size() < length)
-    return 0;
+    return {};
   std::uint32_t code = first & (0x7FU >> length);
   for (std::size_t i = 1; i < length; ++i) {
     if ((byte(i) & 0xC0) != 0x80)
-      return 0;
+      return {};
     code = code << 6 | (byte(i) & 0x3FU);
   }
   constexpr std::array<std::uint32_t, 5> LEAST{0, 0, 0x80, 0x800, 0x10000};
   const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-  return code < LEAST.at(length) || surrogate || code == 0xFFFE || code == 0xFFFF || code > 0x10FFFF ? 0 : length;
+  if (code < LEAST.at(length) || code > 0x10FFFF)
+    return {};
+  return {length, !surrogate && code != 0xFFFE && code != 0xFFFF};
 }
 
 /// Text for an attribute in double quotes, which loses line ends that are not escaped, or for an element.
 std::string xml(std::string_view text, bool in_element = false) {
   std::string escaped;
   while (!text.empty()) {
-    const std::size_t length = length_of_character(text);
-    switch (length == 0 ? '\0' : text[0]) {
+    const auto [length, accepted] = first_character(text);
+    switch (accepted ? text[0] : '\0') {
       case '\0':
         escaped += REPLACEMENT;
         break;
@@ -63,7 +70,7 @@ std::string xml(std::string_view text, bool in_element = false) {
       default:
         escaped += text.substr(0, length);
     }
-    text.remove_prefix(std::max<std::size_t>(length, 1));
+    text.remove_prefix(length);
   }
   return escaped;
 }

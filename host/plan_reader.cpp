@@ -189,9 +189,9 @@ class Reader : TomlReader {
   }
 
   void read_macro(const toml::table &table, const std::string &name, bool one_of_several, PlanStep &step) const {
-    const toml::node &node = needed(table, "macro");
-    const scdb::Macro &macro = at(node, [&] { return std::cref(macro_named(name)); });
-    const std::shared_ptr<const MacroEntry> entry = at(node, [&] { return entry_of(macro, catalogue_); });
+    const toml::node &place_of_macro = needed(table, "macro");
+    const scdb::Macro &macro = at(place_of_macro, [&] { return std::cref(macro_named(name)); });
+    const std::shared_ptr<const MacroEntry> entry = at(place_of_macro, [&] { return entry_of(macro, catalogue_); });
     RunText text;
     if (const toml::node *const node = table.get("rw"))
       text.rw = word(*node, "rw");
@@ -206,7 +206,7 @@ class Reader : TomlReader {
       if ((count *= loop.values.size()) > MOST_CASES)
         fail(*table.get("for"), fmt::format("'for' comes to more than {} runs", MOST_CASES));
 
-    const toml::node *place = &node;
+    const toml::node *place = &place_of_macro;
     for (const std::string_view key : {"para", "rw", "fields", "for"})
       if (table.get(key) != nullptr)
         place = table.get(key);

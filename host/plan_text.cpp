@@ -13,8 +13,11 @@ namespace {
 constexpr std::size_t CASES_SHOWN = 16;
 constexpr std::size_t SENTENCES_SHOWN = 8;
 
+std::string count_of(std::size_t count, std::string_view what) {
+  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
 std::string runs(std::size_t count) {
-  return fmt::format("{} run{}", count, count == 1 ? "" : "s");
+  return count_of(count, "run");
 }
 
 std::string sentences(std::string_view what, const std::vector<std::string> &all) {
@@ -31,10 +34,12 @@ class TextReporter : public PlanReporter {
   explicit TextReporter(bool every_run) : every_run_{every_run} {}
 
   void begin(const PlanStart &start) override {
-    for (const PlanStep &step : start.plan.steps)
-      width_ = std::max(width_, name_of_step(step).size());
-    write_output(fmt::format("{}: {}  {} in {} steps  on {}\n", start.plan.name, start.plan.title,
-                             runs(start.plan.cases()), start.plan.steps.size(), label_of(start.machine)));
+    for (const PlanStep &step : start.plan.steps) {
+      name_width_ = std::max(name_width_, name_of_step(step).size());
+      macro_width_ = std::max(macro_width_, step.macro.size());
+    }
+    write_output(fmt::format("{}: {}  {} in {}  on {}\n", start.plan.name, start.plan.title, runs(start.plan.cases()),
+                             count_of(start.plan.steps.size(), "step"), label_of(start.machine)));
   }
 
   void begin_step(const StepStart & /*start*/) override {
@@ -67,8 +72,8 @@ class TextReporter : public PlanReporter {
       counts = end.made == 0 ? end.skipped : fmt::format("{}, {} not made: {}", counts, total - end.made, end.skipped);
     if (hidden_ != 0)
       details_ += fmt::format("  {} more\n", hidden_);
-    write_output(fmt::format("{:8} {:{}}  {}  {}\n{}", name_of(end.outcome), name_of_step(end.step), width_,
-                             end.step.macro, counts, details_));
+    write_output(fmt::format("{:8} {:{}}  {:{}}  {}\n{}", name_of(end.outcome), name_of_step(end.step), name_width_,
+                             end.step.macro, macro_width_, counts, details_));
   }
 
   void end(const PlanEnd &end) override {
@@ -76,7 +81,7 @@ class TextReporter : public PlanReporter {
     if (end.made != end.total)
       line += fmt::format(", {} not made", end.total - end.made);
     if (end.skipped_steps != 0)
-      line += fmt::format(", {} step{} skipped", end.skipped_steps, end.skipped_steps == 1 ? "" : "s");
+      line += fmt::format(", {} skipped", count_of(end.skipped_steps, "step"));
     write_output(fmt::format("{}{}\n", end.interrupted ? "interrupted, " : "", line));
   }
 
@@ -84,7 +89,8 @@ class TextReporter : public PlanReporter {
   static std::string name_of_step(const PlanStep &step) { return step.cleanup ? "cleanup: " + step.name : step.name; }
 
   bool every_run_;
-  std::size_t width_ = 0;
+  std::size_t name_width_ = 0;
+  std::size_t macro_width_ = 0;
   std::string details_;
   std::size_t shown_ = 0;
   std::size_t hidden_ = 0;

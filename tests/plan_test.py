@@ -1,8 +1,8 @@
 """Plans: what they print and write, how they end, and that they go on where they were interrupted."""
 
+import json
 import os
 import pathlib
-import re
 import shlex
 import signal
 import subprocess
@@ -21,7 +21,7 @@ WRITE = '[[step]]\nname = "write"\nmacro = "9A12"\nrw = "write"\n'
 READ = '[[step]]\nname = "read"\nmacro = "9A12"\n'
 RESET = '[[cleanup]]\nname = "reset"\nmacro = "9A11"\nunits = "cpu:0.0"\nrw = "write"\nfields = {command = 48}\n'
 # A step without an end, as far as a test is concerned.
-ENDLESS = 'name = "endless"\nmacro = "io_9685"\nunits = "ioc:0.0"\nfields = {macro = 0x9A12, times = 0xFFFFFFFF}\n'
+ENDLESS = 'name = "endless"\nmacro = "io_9685"\nunits = "ioc:0.0"\nfields = {macro = 0x96F1, times = 0xFFFFFFFF}\n'
 DEAD = '[[fault]]\nchip = "cpu:0.1"\nplace = "chip"\nkind = "dead"\n'
 
 # What plans print after their first line: plan, options, exit status, output.
@@ -35,8 +35,7 @@ RUNS = [
      "passed   read   cp_9A12_0101  1 run\n"
      "passed: 25 of 25 runs as expected\n"),
     # What is not as expected, and a repetition that ends with it.
-    (WRITE + 'units = "cpu:0.0"\nfields = {value = 3}\nfor = {index = "0-1"}\npara = []\n'.replace("para = []\n", "")
-     .replace("fields = {value = 3}", "fields = {value = 3, group = 1}")
+    (WRITE + 'units = "cpu:0.0"\nfields = {value = 3, group = 1}\nfor = {index = "0-1"}\n'
      + READ + 'units = "cpu:0.0"\nrepeat = 5\nfields = {group = 1}\nfor = {index = [1, 0]}\nexpect = {value = 2}\n'
      + READ + 'units = "cpu:0.0"\nfields = {group = 1, index = 0}\nexpect = [1]\nmask = [0xFFFFFFFD]\n'
      + READ + 'units = "cpu:0.0"\nfields = {group = 1, index = 0}\nverdict = "failure"\n', "--every-run", FAILED,
@@ -45,9 +44,9 @@ RUNS = [
      "  cpu:0.0  index=1: pass\n"
      "failed   read   cp_9A12_0101  0 of 2 runs as expected\n"
      "  cpu:0.0  index=1: results not as expected, run 1 of 5\n"
-     "    unexpected: value is 0x00003 instead of 0x2\n"
+     "    unexpected: value is 0x00000003 instead of 0x00000002\n"
      "  cpu:0.0  index=0: results not as expected, run 1 of 5\n"
-     "    unexpected: value is 0x00003 instead of 0x2\n"
+     "    unexpected: value is 0x00000003 instead of 0x00000002\n"
      "passed   read   cp_9A12_0101  1 run\n"
      "  cpu:0.0: pass\n"
      "failed   read   cp_9A12_0101  0 of 1 run as expected\n"
@@ -97,9 +96,9 @@ BAD = [
     (STEP + "fields = {group = 1}\nfor = {index = \"0..8\"}\n", "7:16: index: '0..8' is not a 32-bit word; give a decimal "
      "or 0x number from -2147483648 to 0xFFFFFFFF"),
     (STEP + "fields = {group = 1, index = 0}\nexpect = {val = 3}\n", "7:17: cp_9A12_0101 has no result 'val'; it has value"),
-    (STEP + "fields = {group = 1, index = 0}\nexpect = {value = 0x100000}\n", "7:19: 'value' is never 0x100000; it has "
-     "20 bits"),
-    (STEP + 'fields = {group = 1, index = 0}\nexpect = {value = "set"}\n', "7:19: 'value' is never set; it has 20 bits"),
+    (STEP + "fields = {group = 1, index = 0}\nexpect = {value = 0x100000000}\n", "7:19: 'value' is never 0x100000000; it has "
+     "32 bits"),
+    (STEP + 'fields = {group = 1, index = 0}\nexpect = {value = "set"}\n', "7:19: 'value' is never set; it has 32 bits"),
     (STEP + "para = [8]\nexpect = [1, 2, 3]\nmask = [1, 2]\n", "7:10: 2 masks are given for 3 words; give one for all, or "
      "one for each"),
     (STEP + 'para = [8]\nrw = "up"\n', "7:6: 'rw': 'up' is no direction; give read (1), write (2), none (-1) or a number"),
@@ -128,7 +127,7 @@ FAULTS = [
     ("bring-up", DEAD, "  cpu:0.1: failure instead of pass\n"
      "    failed: lmcr_jtag, code 0xB0, cpu:0.1: the chip does not answer (hardware error)\n", "cpu:0.1"),
     ("bring-up", '[[fault]]\nchip = "cpu:1.0"\nplace = "jtag 0xB1"\nkind = "stuck-0"\nbits = 0x00010000\n',
-     "unexpected: value is 0x45555 instead of 0x55555\n", "cpu:1.0"),
+     "unexpected: value is 0x00045555 instead of 0x00055555\n", "cpu:1.0"),
     ("bring-up", '[[chip]]\nchip = "xb:1.1"\nlink = 0\n', "found: second sides of links do not run well", "xb:0-1.0-1"),
     ("memory-path", '[[fault]]\nchip = "cpu:0.0"\nplace = "array port 2 ram"\nkind = "stuck-1"\nbit = 17\n',
      "  cpu:0.0  cpj_A380_0101: results not as expected\n", "cpu:0.0"),
@@ -164,7 +163,9 @@ class Plans(unittest.TestCase):
 
     def start(self, arguments):
         command = [os.environ["MCRHOST"], "plan", *shlex.split(arguments)]
-        return subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.addCleanup(process.stdout.close)
+        return process
 
     def test_prints_what_came_of_it(self):
         for text, options, status, output in RUNS:
@@ -172,7 +173,7 @@ class Plans(unittest.TestCase):
                 done = self.plan(f"run {self.file('test.toml', HEAD + text)} {options}")
                 first, rest = done.stdout.split("\n", 1)
                 self.assertEqual((rest, done.stderr, done.returncode), (output, "", status))
-                self.assertRegex(first, r"^test: Test  \d+ runs? in \d+ steps  on .* \(simulated\)$")
+                self.assertRegex(first, r"^test: Test  \d+ runs? in \d+ steps?  on .* \(simulated\)$")
 
     def test_refuses_mistakes_before_any_run(self):
         for text, complaint in BAD:
@@ -205,8 +206,8 @@ class Plans(unittest.TestCase):
                 output, _ = process.communicate(timeout=60)
                 if number == signal.SIGINT:
                     self.assertEqual(process.returncode, FAILED)
-                    self.assertRegex(output, r"passed   cleanup: reset  .*\ninterrupted, passed: \d+ of 129 runs")
-                again = self.plan(arguments.removeprefix("") + " --resume")
+                    self.assertRegex(output, r"passed   cleanup: reset  .*\n(.*\n)?interrupted, passed: \d+ of 129 runs as expected, ")
+                again = self.plan(arguments + " --resume")
                 self.assertEqual((again.stdout, again.stderr, again.returncode), (whole.stdout, "", OK))
                 self.assertEqual((self.folder / "parts").read_text(), (self.folder / "whole").read_text())
                 self.check_refused_checkpoints(kept, plan)
@@ -291,7 +292,7 @@ class Plans(unittest.TestCase):
         self.assertEqual(artifacts[-1][1], {"status": "SKIP", "result": "NOT_APPLICABLE"})
 
     def test_texts_that_formats_have_to_escape(self):
-        name = r'<&>"\u0001\uFFFE' + "'\\\\ ä"
+        name = r'''<&>\"\u0001\uFFFE'\\ ä'''
         plan = self.file("odd.toml", f'title = "{name}"\n[[step]]\nname = "{name}"\nmacro = "9A12"\nunits = "cpu:0.0"\n'
                                      "para = [0x18]\n")
         self.check_files(plan, "default")
@@ -300,8 +301,6 @@ class Plans(unittest.TestCase):
         self.assertIn("failed: parameter refused: there is no group 3", next(iter(suite)).result[0].text)
 
     def test_json_says_what_the_text_says(self):
-        import json
-
         text, options, status, output = RUNS[1]
         path = self.file("test.toml", HEAD + text)
         events = [json.loads(line) for line in self.plan(f"run {path} --json").stdout.splitlines()]
@@ -309,9 +308,9 @@ class Plans(unittest.TestCase):
         self.assertEqual(kinds[:3] + kinds[-2:], ["plan", "step", "run", "step end", "end"])
         self.assertEqual(events[0]["machine"], {"name": "two-board server", "simulated": True})
         run = next(event for event in events if event.get("outcome") == "failed")
-        self.assertEqual(run["mismatches"], ["value is 0x00003 instead of 0x2"])
-        self.assertEqual(run["measured"], [{"name": "value", "value": 3, "text": "0x00003",
-                                            "expected": {"text": "0x2", "holds": False, "value": 2}}])
+        self.assertEqual(run["mismatches"], ["value is 0x00000003 instead of 0x00000002"])
+        self.assertEqual(run["measured"], [{"name": "value", "value": 3, "text": "0x00000003",
+                                            "expected": {"text": "0x00000002", "holds": False, "value": 2}}])
         self.assertEqual((events[-1]["outcome"], events[-1]["passed"], events[-1]["runs"]), ("failed", 3, 6))
 
     def test_shows_plans(self):
@@ -319,7 +318,9 @@ class Plans(unittest.TestCase):
                                                    "memory-path   Memory path: ports, links, DIMMs, check bits\n")
         self.assertEqual(self.plan("show bring-up --source").stdout,
                          (pathlib.Path(os.environ["SOURCE_DIR"]) / "plans" / "bring-up.toml").read_text())
-        shown = self.plan(f"show {self.file('shown.toml', HEAD + WRITE + 'units = [[[cpu:0]]]'.replace('[[[', chr(34)).replace(']]]', chr(34)) + chr(10) + 'fields = {value = 1, group = 1}' + chr(10) + 'for = {index = [0, 3]}' + chr(10) + RESET)}").stdout
+        plan = self.file("shown.toml", HEAD + WRITE + 'units = "cpu:0"\nfields = {value = 1, group = 1}\n'
+                         'for = {index = [0, 3]}\n' + RESET)
+        shown = self.plan(f"show {plan}").stdout
         self.assertEqual(shown, f"shown: Test  5 runs in 2 steps  {ON}\n\nwrite\n  cp_9A12_0101  cpu:0.0 cpu:0.1\n"
                                 "  2 choices of values, index=0 to index=3\n\ncleanup: reset\n  cp_9A11_0101  cpu:0.0\n")
 
