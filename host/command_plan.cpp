@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -53,6 +54,8 @@ std::vector<std::unique_ptr<PlanReporter>> make_reporters(const PlanOptions &opt
 ExitStatus run(const PlanOptions &options) {
   if (options.resume && options.checkpoint.empty())
     throw InputError("--resume goes on from a checkpoint; name it with --checkpoint FILE");
+  // A reader of the results that goes away is an error of the next write: what cleans up is run all the same.
+  std::signal(SIGPIPE, SIG_IGN);
   const Plan plan = open_plan(options);
   const std::vector<std::unique_ptr<PlanReporter>> reporters = make_reporters(options);
   std::optional<Checkpoint> checkpoint;
@@ -113,7 +116,7 @@ ExitStatus show(const PlanOptions &options) {
                           step.variants.back().values);
     if (step.repeat > 1)
       text += fmt::format("\n  {} times each", step.repeat);
-    if (step.verdict != Verdict::pass)
+    if (step.verdict != PlanVerdict::pass)
       text += fmt::format("\n  expected: {}", name_of(step.verdict));
     text += "\n";
   }

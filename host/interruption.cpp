@@ -69,7 +69,7 @@ std::string text_of_seconds(Interruption::Duration duration) {
 
 }  // namespace
 
-Interruption::Interruption(std::optional<Duration> limit) : limit_{limit} {
+Interruption::Interruption(std::optional<Duration> limit, Heeds heeds) : limit_{limit}, heeds_{heeds} {
   if (living++ == 0)
     set_up_handlers();
 }
@@ -87,7 +87,7 @@ scdb::Reason Interruption::before(const scdb::Call & /*call*/) {
 }
 
 bool Interruption::stopped() {
-  if (cause_ == StopCause::none && arrived != 0)
+  if (cause_ == StopCause::none && heeds_ == Heeds::signals && arrived != 0)
     cause_ = cause_of(arrived);
   else if (cause_ == StopCause::none && limit_ && Clock::now() - began_ >= *limit_)
     cause_ = StopCause::time_limit;

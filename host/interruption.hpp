@@ -21,9 +21,11 @@ enum class StopCause : std::uint8_t { none, ctrl_c, terminate, time_limit };
 class Interruption : public scdb::Observer {
  public:
   using Duration = std::chrono::nanoseconds;
+  enum class Heeds : std::uint8_t { signals, time_alone };
 
   /// @param limit  how long from now on; nothing for no limit.
-  explicit Interruption(std::optional<Duration> limit = std::nullopt);
+  /// @param heeds  whether signals stop it too; work that puts things in order is stopped by its time limit alone.
+  explicit Interruption(std::optional<Duration> limit = std::nullopt, Heeds heeds = Heeds::signals);
   ~Interruption() override;
   Interruption(const Interruption &) = delete;
   Interruption &operator=(const Interruption &) = delete;
@@ -42,6 +44,7 @@ class Interruption : public scdb::Observer {
   using Clock = std::chrono::steady_clock;
 
   std::optional<Duration> limit_;
+  Heeds heeds_;
   Clock::time_point began_ = Clock::now();
   StopCause cause_ = StopCause::none;
   unsigned refused_ = 0;

@@ -15,8 +15,8 @@
 namespace host {
 
 /// How a run may end.
-enum class Verdict : std::uint8_t { pass, finding, failure };
-[[nodiscard]] std::string_view name_of(Verdict verdict);
+enum class PlanVerdict : std::uint8_t { pass, finding, failure };
+[[nodiscard]] std::string_view name_of(PlanVerdict verdict);
 
 /// One run of a step, but for the unit.
 struct PlanVariant {
@@ -30,15 +30,15 @@ struct PlanVariant {
 /// A macro, or several of a kind, run on every unit with every variant.
 struct PlanStep {
   std::string name;
-  std::string macro;                     ///< for people: "cp_9A10_0101", "cpj_A303_0101 and 3 more"
-  bool cleanup = false;                  ///< runs whatever happened before
-  std::string missing;                   ///< why nothing of it can be run on this machine; empty where it can
-  std::vector<Selection> units;          ///< those of one run each
-  std::vector<PlanVariant> variants;     ///< at least one, unless the step cannot be run
-  macro_word repeat = 1;                 ///< runs of each, or until one is not as expected
-  Verdict verdict = Verdict::pass;       ///< that is expected
-  std::chrono::milliseconds timeout{0};  ///< for one run; 0 = as long as it takes
-  bool go_on = false;                    ///< whether the next step follows when this one was not as expected
+  std::string macro;                        ///< for people: "cp_9A10_0101", "cpj_A303_0101 and 3 more"
+  bool cleanup = false;                     ///< runs whatever happened before
+  std::string missing;                      ///< why nothing of it can be run on this machine; empty where it can
+  std::vector<Selection> units;             ///< those of one run each
+  std::vector<PlanVariant> variants;        ///< at least one, unless the step cannot be run
+  macro_word repeat = 1;                    ///< runs of each, or until one is not as expected
+  PlanVerdict verdict = PlanVerdict::pass;  ///< that is expected
+  std::chrono::milliseconds timeout{0};     ///< for one run; 0 = as long as it takes
+  bool go_on = false;                       ///< whether the next step follows when this one was not as expected
 
   /// Units and variants: what is counted and reported, whatever `repeat` says.
   [[nodiscard]] std::size_t cases() const { return units.size() * variants.size(); }

@@ -9,7 +9,6 @@
 
 #include "error.hpp"
 #include "explain.hpp"
-#include "plan_stop.hpp"
 #include "report.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
@@ -21,15 +20,15 @@ namespace {
 /// Results of a run are kept one by one up to so many; of dumps nobody asked for single ones.
 constexpr std::size_t MOST_MEASURED = 64;
 
-Verdict verdict_of(const RunRequest &request, const RunResult &run) {
+PlanVerdict verdict_of(const RunRequest &request, const RunResult &run) {
   if (!run.ok())
-    return Verdict::failure;
-  return findings_of(request, run).empty() ? Verdict::pass : Verdict::finding;
+    return PlanVerdict::failure;
+  return findings_of(request, run).empty() ? PlanVerdict::pass : PlanVerdict::finding;
 }
 
 /// Whether a failed run says nothing of the hardware: it crashed, or asked for what the machine does not have.
 bool is_error(const RunResult &run) {
-  if (run.crash || !run.underruns.empty())
+  if (run.crash || run.stop || !run.underruns.empty())
     return true;
   const std::optional<scdb::Failure> failure = scdb::read_failure(run.record);
   if (!failure)
@@ -117,19 +116,18 @@ void judge(const PlanStep &step, const PlanVariant &variant, const RunRequest &r
   if (result.verdict == step.verdict && result.mismatches.empty() && !out_of_bounds)
     result.outcome = Outcome::passed;
   else
-    result.outcome = result.verdict == Verdict::failure && is_error(run) ? Outcome::error : Outcome::failed;
+    result.outcome = result.verdict == PlanVerdict::failure && is_error(run) ? Outcome::error : Outcome::failed;
 }
 
 /// What a run that was cut short left open is put back; on other machines people decide.
-void close_rings(const RunResult &run, CaseResult &result) {
-  if (run.open_rings.empty())
-    return;
-  if (run.machine.simulated && scdb::restore_open_rings().ok())
-    return;
+void close_rings(RunResult &run, CaseResult &result) {
+  if (run.machine.simulated)
+    restore_open_rings(run);
   std::string rings;
-  for (const scdb::OpenRing &open : run.open_rings)
+  for (const scdb::OpenRing &open : run.restoration ? run.restoration->still_open : run.open_rings)
     rings += fmt::format("{}{} ring 0x{:02X}", rings.empty() ? "" : ", ", scdb::to_string(open.chip), open.ring);
-  result.failures.push_back(fmt::format("rings left open: {}", rings));
+  if (!rings.empty())
+    result.failures.push_back(fmt::format("rings left open: {}", rings));
 }
 
 }  // namespace
@@ -168,7 +166,7 @@ Instant PlanEngine::time() const {
 }
 
 PlanEnd PlanEngine::run(const std::string &command_line) {
-  const StopSignals signals;
+  interruption_.emplace();
   const PlanStart start{plan_, current_machine(), scdb::machine().chips(), command_line, time()};
   tell([&](PlanReporter &reporter) { reporter.begin(start); });
   end_.total = plan_.cases();
@@ -232,7 +230,7 @@ void PlanEngine::run_cases(std::size_t index, StepEnd &end) {
 }
 
 bool PlanEngine::may_go_on() {
-  if (StopSignals::asked()) {
+  if (interruption_->stopped()) {
     end_.interrupted = true;
     stopped_ = "interrupted";
   } else if (end_.failure) {
@@ -249,25 +247,24 @@ std::optional<CaseResult> PlanEngine::run_case(const PlanStep &step, const Selec
   result.unit = describe(unit.words());
   result.values = variant.values;
   result.begin = now();
+  const std::optional<Interruption::Duration> limit =
+      step.timeout.count() != 0 ? std::optional<Interruption::Duration>{step.timeout} : std::nullopt;
   do {
     if (result.runs != 0 && !step.cleanup && !may_go_on())
       return std::nullopt;
-    RunLimit limit{step.timeout, !step.cleanup};
-    const RunResult run = [&] {
-      const scdb::Observing observing{limit};
-      return run_macro(request);
-    }();
-    halfway_ = halfway_ || (run.crash && run.crash->position.number != 0 && !run.crash->position.finished);
+    Interruption interruption{limit, step.cleanup ? Interruption::Heeds::time_alone : Interruption::Heeds::signals};
+    RunResult run = run_macro(request, &interruption);
+    halfway_ = halfway_ || run.crashed_in_primitive();
     ++result.runs;
     judge(step, variant, request, run, result);
-    if (!run.ok())
-      close_rings(run, result);
-    if (limit.struck() == RunLimit::Struck::time) {
-      result.failures = {fmt::format("not over after {} s", static_cast<double>(step.timeout.count()) / 1000)};
+    if (run.stop) {
+      result.failures = {fmt::format("stopped by {}", run.stop->by)};
       result.outcome = Outcome::error;
     }
+    if (!run.ok())
+      close_rings(run, result);
     // Whatever came of it came of the stop.
-    if (limit.struck() == RunLimit::Struck::asked && !may_go_on())
+    if (run.stop && !step.cleanup && !may_go_on())
       return std::nullopt;
   } while (result.outcome == Outcome::passed && result.runs < step.repeat);
   result.end = now();

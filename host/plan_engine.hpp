@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "checkpoint.hpp"
+#include "interruption.hpp"
 #include "plan_events.hpp"
 
 namespace host {
@@ -46,8 +47,9 @@ class PlanEngine {
   const Plan &plan_;
   std::vector<PlanReporter *> reporters_;
   Checkpoint *checkpoint_;
-  std::size_t replayed_ = 0;  ///< results taken from the checkpoint
-  std::size_t recorded_ = 0;  ///< results that it had
+  std::size_t replayed_ = 0;                  ///< results taken from the checkpoint
+  std::size_t recorded_ = 0;                  ///< results that it had
+  std::optional<Interruption> interruption_;  ///< while the plan runs
   PlanEnd end_;
   std::string stopped_;  ///< why the following steps are not run
   bool halfway_ = false;

@@ -49,7 +49,7 @@ struct CaseResult {
   std::string unit;      ///< "cpu:0.1"
   std::string values;    ///< "index=3", of the fields that the step goes through
   Outcome outcome{};
-  Verdict verdict{};
+  PlanVerdict verdict{};
   std::vector<std::string> failures;  ///< a sentence each, as those below
   std::vector<std::string> findings;
   std::vector<std::string> mismatches;  ///< results that are not as expected

@@ -23,8 +23,8 @@ namespace {
 constexpr std::size_t MOST_CASES = 100'000;
 constexpr double MOST_SECONDS = 7 * 24 * 3600.0;
 
-constexpr std::array<Name<Verdict>, 3> VERDICTS{
-    {{"pass", Verdict::pass}, {"finding", Verdict::finding}, {"failure", Verdict::failure}}};
+constexpr std::array<Name<PlanVerdict>, 3> VERDICTS{
+    {{"pass", PlanVerdict::pass}, {"finding", PlanVerdict::finding}, {"failure", PlanVerdict::failure}}};
 
 /// Options of the command line that complaints name, and what they are called in a plan.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 4> KEYS{
@@ -82,7 +82,7 @@ class Reader : TomlReader {
     step.go_on = boolean(table, "continue", go_on_);
     step.timeout = timeout(table, timeout_);
     step.repeat = static_cast<macro_word>(integer(table, "repeat", 1, 1, REPEAT_LIMIT));
-    step.verdict = choice(table, "verdict", VERDICTS, Verdict::pass);
+    step.verdict = choice(table, "verdict", VERDICTS, PlanVerdict::pass);
     const std::vector<std::string> names = one_or_more(table, "macro");
     for (const std::string &name : names)
       read_macro(table, name, names.size() > 1, step);
@@ -221,7 +221,7 @@ class Reader : TomlReader {
         variant.values += (variant.values.empty() ? "" : " ") + own.fields.back();
         rest %= behind;
       }
-      variant.request = at(*place, [&] { return make_request(own, macro, entry); });
+      variant.request = at(*place, [&] { return make_request(own, macro, entry, catalogue_); });
       read_expectation(table, variant);
       step.variants.push_back(std::move(variant));
     }
@@ -295,8 +295,8 @@ std::string names_of_built_in_plans() {
 
 }  // namespace
 
-std::string_view name_of(Verdict verdict) {
-  return std::ranges::find(VERDICTS, verdict, &Name<Verdict>::value)->name;
+std::string_view name_of(PlanVerdict verdict) {
+  return std::ranges::find(VERDICTS, verdict, &Name<PlanVerdict>::value)->name;
 }
 
 std::size_t Plan::cases() const {

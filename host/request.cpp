@@ -65,10 +65,11 @@ std::shared_ptr<const MacroEntry> entry_of(const scdb::Macro &macro, const Catal
 
 RunRequest make_request(const RunText &text, const Catalogue &catalogue) {
   const scdb::Macro &macro = macro_named(text.macro);
-  return make_request(text, macro, entry_of(macro, catalogue));
+  return make_request(text, macro, entry_of(macro, catalogue), catalogue);
 }
 
-RunRequest make_request(const RunText &text, const scdb::Macro &macro, std::shared_ptr<const MacroEntry> entry) {
+RunRequest make_request(const RunText &text, const scdb::Macro &macro, std::shared_ptr<const MacroEntry> entry,
+                        const Catalogue &catalogue) {
   RunRequest request;
   request.macro = &macro;
   request.entry = std::move(entry);

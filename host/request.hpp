@@ -32,7 +32,7 @@ struct RunText {
 /// The same of a macro that is known already; that of the text is not looked at.
 /// @param entry  null where the catalogue has none.
 [[nodiscard]] RunRequest make_request(const RunText &text, const scdb::Macro &macro,
-                                      std::shared_ptr<const MacroEntry> entry);
+                                      std::shared_ptr<const MacroEntry> entry, const Catalogue &catalogue);
 
 /// What the catalogue says of a macro; null where it says nothing.
 [[nodiscard]] std::shared_ptr<const MacroEntry> entry_of(const scdb::Macro &macro, const Catalogue &catalogue);

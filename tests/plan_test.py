@@ -73,7 +73,7 @@ RUNS = [
     ("[[step]]\ntimeout = 0.05\n" + ENDLESS, "", FAILED,
      "error    endless  io_9685_0101  0 of 1 run as expected\n"
      "  ioc:0.0: failure instead of pass\n"
-     "    failed: not over after 0.05 s\n"
+     "    failed: stopped by the time limit of 0.05 s\n"
      "error: 0 of 1 run as expected\n"),
     # Expected to find and to fail; words as they are.
     ('[[step]]\nname = "fails"\nmacro = "9A12"\nunits = "cpu:0.0"\npara = [0x18]\nverdict = "failure"\n', "", OK,
