@@ -12,8 +12,10 @@
 #include "output.hpp"
 #include "plan_engine.hpp"
 #include "plan_reporters.hpp"
+#include "progress.hpp"
 #include "report.hpp"
 #include "scdb/session.hpp"
+#include "session.hpp"
 #include "state.hpp"
 
 namespace host {
@@ -27,6 +29,8 @@ struct PlanOptions {
   std::string junit;
   std::string ocptv;
   std::string checkpoint;
+  std::string timeout;
+  std::string progress;
   bool resume = false;
   bool every_run = false;
   bool source = false;
@@ -51,9 +55,28 @@ std::vector<std::unique_ptr<PlanReporter>> make_reporters(const PlanOptions &opt
   return reporters;
 }
 
+/// Shows how far a plan has come, and takes that away before anyone else writes.
+class PlanProgress : public PlanReporter {
+ public:
+  explicit PlanProgress(Progress &progress) : progress_{progress} {}
+
+  void begin_step(const StepStart & /*start*/) override { progress_.clear(); }
+  void add(const PlanStep & /*step*/, const PlanVariant & /*variant*/, const CaseResult & /*result*/) override {
+    progress_.clear();
+    progress_.end_run();
+  }
+  void end_step(const StepEnd & /*end*/) override { progress_.clear(); }
+  void end(const PlanEnd & /*end*/) override { progress_.finish(); }
+
+ private:
+  Progress &progress_;
+};
+
 ExitStatus run(const PlanOptions &options) {
   if (options.resume && options.checkpoint.empty())
     throw InputError("--resume goes on from a checkpoint; name it with --checkpoint FILE");
+  const std::optional<Interruption::Duration> limit = parse_time_limit(options.timeout, "--timeout");
+  const ProgressMode progress_mode = parse_progress_mode(options.progress, false);
   // A reader of the results that goes away is an error of the next write: what cleans up is run all the same.
   std::signal(SIGPIPE, SIG_IGN);
   const Plan plan = open_plan(options);
@@ -66,13 +89,20 @@ ExitStatus run(const PlanOptions &options) {
     else
       checkpoint->begin();
   }
-  std::vector<PlanReporter *> heard;
+  Progress progress{progress_mode, {plan.name, plan.cases(), {}}};
+  const scdb::Observing counting{progress};
+  PlanProgress shown{progress};
+  std::vector<PlanReporter *> heard{&shown};
   for (const std::unique_ptr<PlanReporter> &reporter : reporters)
     heard.push_back(reporter.get());
   PlanEngine engine{plan, std::move(heard), checkpoint ? &*checkpoint : nullptr};
-  const PlanEnd end = engine.run(options.command_line);
+  if (session() != nullptr)
+    session()->remember_machine();
+  const PlanEnd end = engine.run(options.command_line, limit);
   if (!engine.halfway())
     save_state(options.common.state);
+  else if (session() != nullptr)
+    session()->put_machine_back();
   else
     fmt::print(stderr,
                "mcrhost: a macro crashed inside a primitive: the state of the machine has not been kept since\n");
@@ -161,6 +191,8 @@ void add_run_options(CLI::App &command, PlanOptions &options) {
                   "Keep in this file, after each run, what is done and the state of the simulated machine")
       ->option_text("FILE");
   command.add_flag("--resume", options.resume, "Go on from --checkpoint; what is done is reported and not run again");
+  add_timeout_option(command, options.timeout);
+  add_progress_option(command, options.progress);
   add_state_option(command, options.common);
 }
 

@@ -12,6 +12,8 @@
 #include "ring_place.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
+#include "session.hpp"
+#include "state.hpp"
 #include "words.hpp"
 
 namespace host {
@@ -231,6 +233,8 @@ ExitStatus restore_open() {
                             : fmt::format("not restored: {}", scdb::title_of(outcome.reason)));
   if (rings.empty())
     text += "no ring is open\n";
+  if (session() != nullptr)
+    save_state(session()->state());
   write_output(text);
   return outcome.ok() ? ExitStatus::ok : ExitStatus::failed;
 }

@@ -8,6 +8,7 @@
 #include "command_line.hpp"
 #include "commands.hpp"
 #include "history.hpp"
+#include "interruption.hpp"
 #include "line_editor.hpp"
 #include "line_words.hpp"
 #include "output.hpp"
@@ -67,10 +68,16 @@ ExitStatus run_lines(const Session &session, bool keep_going) {
   ExitStatus first = ExitStatus::ok;
   std::string line;
   for (unsigned number = 1; !session.ended() && std::getline(std::cin, line); ++number) {
+    Interruption interruption;
     const ExitStatus status = run_line(line, fmt::format("line {}: ", number));
-    if (status == ExitStatus::ok)
+    const bool stopped = interruption.stopped();
+    if (status == ExitStatus::ok && !stopped)
       continue;
     first = first == ExitStatus::ok ? status : first;
+    if (stopped) {
+      complain(fmt::format("stopped in line {} by {}", number, interruption.by()));
+      return first == ExitStatus::ok ? ExitStatus::failed : first;
+    }
     if (keep_going)
       continue;
     complain(fmt::format("stopped after line {}, which ended with {}; --keep-going goes on", number,

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <csignal>
@@ -92,6 +93,12 @@ bool Interruption::stopped() {
   else if (cause_ == StopCause::none && limit_ && Clock::now() - began_ >= *limit_)
     cause_ = StopCause::time_limit;
   return cause_ != StopCause::none;
+}
+
+std::optional<Interruption::Duration> Interruption::left() const {
+  if (!limit_)
+    return std::nullopt;
+  return std::max(*limit_ - Duration{Clock::now() - began_}, Duration{1});
 }
 
 std::string Interruption::by() const {

@@ -35,6 +35,8 @@ class Interruption : public scdb::Observer {
   /// Whether no further call is to be made.  Once it is so, it stays so.
   [[nodiscard]] bool stopped();
   [[nodiscard]] StopCause cause() const { return cause_; }
+  /// How much of the time limit is left, above 0; nothing without a limit.
+  [[nodiscard]] std::optional<Duration> left() const;
   /// "Ctrl-C", "the time limit of 2 s"; to be asked for when stopped.
   [[nodiscard]] std::string by() const;
   /// How many calls it has made fail.

@@ -165,8 +165,8 @@ Instant PlanEngine::time() const {
   return next != nullptr ? next->begin : now();
 }
 
-PlanEnd PlanEngine::run(const std::string &command_line) {
-  interruption_.emplace();
+PlanEnd PlanEngine::run(const std::string &command_line, std::optional<Interruption::Duration> limit) {
+  interruption_.emplace(limit);
   const PlanStart start{plan_, current_machine(), scdb::machine().chips(), command_line, time()};
   tell([&](PlanReporter &reporter) { reporter.begin(start); });
   end_.total = plan_.cases();
@@ -239,6 +239,13 @@ bool PlanEngine::may_go_on() {
   return stopped_.empty();
 }
 
+std::optional<Interruption::Duration> PlanEngine::limit_of(const PlanStep &step) const {
+  const std::optional<Interruption::Duration> left = step.cleanup ? std::nullopt : interruption_->left();
+  if (step.timeout.count() == 0)
+    return left;
+  return std::min<Interruption::Duration>(step.timeout, left.value_or(step.timeout));
+}
+
 std::optional<CaseResult> PlanEngine::run_case(const PlanStep &step, const Selection &unit,
                                                const PlanVariant &variant) {
   RunRequest request = variant.request;
@@ -247,11 +254,10 @@ std::optional<CaseResult> PlanEngine::run_case(const PlanStep &step, const Selec
   result.unit = describe(unit.words());
   result.values = variant.values;
   result.begin = now();
-  const std::optional<Interruption::Duration> limit =
-      step.timeout.count() != 0 ? std::optional<Interruption::Duration>{step.timeout} : std::nullopt;
   do {
     if (result.runs != 0 && !step.cleanup && !may_go_on())
       return std::nullopt;
+    const std::optional<Interruption::Duration> limit = limit_of(step);
     Interruption interruption{limit, step.cleanup ? Interruption::Heeds::time_alone : Interruption::Heeds::signals};
     RunResult run = run_macro(request, &interruption);
     halfway_ = halfway_ || run.crashed_in_primitive();

@@ -21,7 +21,8 @@ class PlanEngine {
   PlanEngine(const Plan &plan, std::vector<PlanReporter *> reporters, Checkpoint *checkpoint);
 
   /// @param command_line  for the reports.
-  [[nodiscard]] PlanEnd run(const std::string &command_line);
+  /// @param limit         for the whole plan but what cleans up.
+  [[nodiscard]] PlanEnd run(const std::string &command_line, std::optional<Interruption::Duration> limit);
 
   /// Whether the simulated machine may be halfway through an access, because a macro crashed in it; its state should
   /// not be kept then.
@@ -33,6 +34,8 @@ class PlanEngine {
   /// Nothing where a stop was asked for meanwhile.
   [[nodiscard]] std::optional<CaseResult> run_case(const PlanStep &step, const Selection &unit,
                                                    const PlanVariant &variant);
+  /// How long a run of the step may take.
+  [[nodiscard]] std::optional<Interruption::Duration> limit_of(const PlanStep &step) const;
   /// Whether no stop has been asked for.
   [[nodiscard]] bool may_go_on();
   /// The next result of the checkpoint, if it has one left.
