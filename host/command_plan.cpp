@@ -104,10 +104,9 @@ ExitStatus run(const PlanOptions &options) {
   else if (session() != nullptr)
     session()->put_machine_back();
   else
-    fmt::print(stderr,
-               "mcrhost: a macro crashed inside a primitive: the state of the machine has not been kept since\n");
+    complain("a macro crashed inside a primitive: the state of the machine has not been kept since");
   if (end.interrupted && checkpoint)
-    fmt::print(stderr, "mcrhost: the same command with --resume goes on\n");
+    complain("the same command with --resume goes on");
   if (end.failure)
     throw InputError(*end.failure);
   return end.interrupted || end.outcome > Outcome::passed ? ExitStatus::failed : ExitStatus::ok;

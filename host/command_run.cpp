@@ -161,8 +161,7 @@ class RunCommand {
       if (session() != nullptr)
         session()->remember_machine();
     } else if (!path.empty() && !std::exchange(state_given_up_, true)) {
-      fmt::print(stderr, "mcrhost: --state: '{}' stays as it was, because the macro crashed inside a primitive\n",
-                 path);
+      complain(fmt::format("--state: '{}' stays as it was, because the macro crashed inside a primitive", path));
     }
   }
 

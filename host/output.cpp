@@ -15,8 +15,12 @@ void write_output(std::string_view text) {
     throw InputError(fmt::format("cannot write standard output: {}", std::strerror(errno)));
 }
 
+void write_error(std::string_view text) {
+  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
+}
+
 void complain(std::string_view message) {
-  fmt::print(stderr, "mcrhost: {}\n", message);
+  write_error(fmt::format("mcrhost: {}\n", message));
 }
 
 }  // namespace host

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "error.hpp"
+#include "output.hpp"
 
 namespace host {
 namespace {
@@ -94,25 +95,23 @@ void Progress::show(Clock::time_point now) {
   shown_ = now;
   const double seconds = seconds_between(began_, now);
   if (mode_ == ProgressMode::json) {
-    fmt::print(stderr, "{}\n", json(seconds, false));
+    write_error(json(seconds, false) + "\n");
   } else {
-    fmt::print(stderr, "{}{}", EMPTY_LINE, line(seconds));
+    write_error(fmt::format("{}{}", EMPTY_LINE, line(seconds)));
     on_screen_ = true;
   }
-  std::fflush(stderr);
 }
 
 void Progress::clear() {
   if (!std::exchange(on_screen_, false))
     return;
-  fmt::print(stderr, "{}", EMPTY_LINE);
-  std::fflush(stderr);
+  write_error(EMPTY_LINE);
 }
 
 void Progress::finish() {
   clear();
   if (std::exchange(mode_, ProgressMode::none) == ProgressMode::json)
-    fmt::print(stderr, "{}\n", json(seconds_between(began_, Clock::now()), true));
+    write_error(json(seconds_between(began_, Clock::now()), true) + "\n");
 }
 
 /// Of the run under way, its calls count where it is known how many it makes.

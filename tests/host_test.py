@@ -236,6 +236,17 @@ class Host(unittest.TestCase):
         both = mcrhost(f"list --library {bad} --library {os.environ['MACRO_LIBRARY']}", MACRODEBUG_LIBRARY="/no").stdout
         self.assertTrue("sp_0001_0101" in both and "cp_9A10_0101" in both)
 
+    def test_a_reader_that_goes_away_is_an_error(self):
+        """Also where it read standard error as well, so that nobody can be told."""
+        for arguments in ("plan run bring-up", "run 9A10 --unit cpu --keep-going --progress json"):
+            with self.subTest(arguments):
+                ours, theirs = os.pipe()
+                os.close(ours)
+                command = [os.environ["MCRHOST"], *arguments.split()]
+                done = subprocess.run(command, stdout=theirs, stderr=theirs, check=False, restore_signals=False)
+                os.close(theirs)
+                self.assertEqual(done.returncode, USAGE)
+
     def test_full_disk_is_reported(self):
         for arguments in ("list", "run 9A10 --unit cpu", "--help"):
             with self.subTest(arguments), open("/dev/full", "w", encoding="ascii") as full:

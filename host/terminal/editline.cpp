@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 #include <histedit.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <cwchar>
 #include <string_view>
 #include <utility>
 
@@ -19,28 +21,72 @@ namespace {
 
 constexpr int EARLIER_LINES = 1000;
 constexpr std::size_t COLUMNS_IF_UNKNOWN = 80;
+// What mbrtowc() says of bytes.
+constexpr auto INVALID = static_cast<std::size_t>(-1);
+constexpr auto INCOMPLETE = static_cast<std::size_t>(-2);
 
-/// While it lives Ctrl-C ends the reading of a line, and not the program.
+/// While it lives Ctrl-C ends the reading of a line, and not the program.  The signal comes only while somebody waits
+/// for a key, so that none is missed between two of them.
 class Interruptible {
  public:
   Interruptible() {
+    sigset_t interrupt;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    sigprocmask(SIG_BLOCK, &interrupt, &while_waiting_);
     struct sigaction action {};
     action.sa_handler = [](int /*signal*/) { seen_ = 1; };
     sigemptyset(&action.sa_mask);
     seen_ = 0;
     sigaction(SIGINT, &action, &before_);
   }
-  ~Interruptible() { sigaction(SIGINT, &before_, nullptr); }
+  ~Interruptible() {
+    sigaction(SIGINT, &before_, nullptr);
+    sigprocmask(SIG_SETMASK, &while_waiting_, nullptr);
+  }
   Interruptible(const Interruptible &) = delete;
   Interruptible &operator=(const Interruptible &) = delete;
 
   [[nodiscard]] static bool interrupted() { return seen_ != 0; }
 
+  /// Waits until there is something to read.
+  [[nodiscard]] static bool wait_for_key() {
+    while (!interrupted()) {
+      pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
+      if (ppoll(&input, 1, nullptr, &while_waiting_) > 0)
+        return true;
+    }
+    return false;
+  }
+
  private:
   static volatile std::sig_atomic_t seen_;
+  static sigset_t while_waiting_;
   struct sigaction before_ {};
 };
 volatile std::sig_atomic_t Interruptible::seen_ = 0;
+sigset_t Interruptible::while_waiting_;
+
+/// Reads a character for the editor.
+/// @return 1, 0 at the end of the input, -1 after Ctrl-C or an error.
+int read_character(EditLine * /*line*/, wchar_t *character) {
+  std::mbstate_t state{};
+  for (;;) {
+    char byte = 0;
+    if (!Interruptible::wait_for_key())
+      return -1;
+    const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
+    if (count <= 0)
+      return static_cast<int>(count);
+    const std::size_t length = std::mbrtowc(character, &byte, 1, &state);
+    if (length == INCOMPLETE)
+      continue;
+    // What is no character of this language is a byte.
+    if (length == INVALID)
+      *character = static_cast<unsigned char>(byte);
+    return 1;
+  }
+}
 
 /// Characters, of which one may be several bytes.
 std::size_t characters(std::string_view text) {
@@ -87,6 +133,7 @@ struct LineEditor::Terminal {
     el_set(
         editor, EL_PROMPT, +[](EditLine *line) { return of(line).prompt.data(); });
     el_set(editor, EL_EDITOR, "emacs");
+    el_set(editor, EL_GETCFN, read_character);
     el_set(editor, EL_HIST, history, earlier);
     el_set(
         editor, EL_ADDFN, "complete", "Complete the word",
