@@ -64,6 +64,10 @@ Catalogue::Catalogue(const std::string &folder) {
       throw InputError(fmt::format("--catalogue: there is no .toml file in '{}'", folder));
   }
   std::ranges::sort(files_, {}, &File::name);
+  // What others wrote is looked at as a whole, so that no mistake hides in a file that is not asked for.
+  if (!folder.empty())
+    for (const File &file : files_)
+      static_cast<void>(read_family(file.text, file.origin, file.name));
 }
 
 std::optional<MacroEntry> Catalogue::find(std::string_view macro) const {

@@ -57,6 +57,8 @@ void ask_for_help(const CLI::App &app, std::vector<std::string> &words) {
 }  // namespace
 
 CommandLine::CommandLine() : app_{"Runs the hardware test and debug macros of a multi-board server.", "mcrhost"} {
+  // A further word is an argument, also where it is the name of a command.
+  app_.require_subcommand(0, 1);
   app_.set_version_flag("--version", "mcrhost " MCRHOST_VERSION);
   const auto formatter = std::make_shared<HelpFormatter>();
   formatter->column_width(24);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "commands.hpp"
+#include "distinct_files.hpp"
 #include "file.hpp"
 #include "library.hpp"
 #include "output.hpp"
@@ -75,6 +76,12 @@ class PlanProgress : public PlanReporter {
 ExitStatus run(const PlanOptions &options) {
   if (options.resume && options.checkpoint.empty())
     throw InputError("--resume goes on from a checkpoint; name it with --checkpoint FILE");
+  check_distinct({{"PLAN", options.plan},
+                  {"--checkpoint", options.checkpoint},
+                  {"--junit", options.junit},
+                  {"--ocptv", options.ocptv},
+                  {"--state", options.common.state},
+                  {"--machine", options.common.machine}});
   const std::optional<Interruption::Duration> limit = parse_time_limit(options.timeout, "--timeout");
   const ProgressMode progress_mode = parse_progress_mode(options.progress, false);
   // A reader of the results that goes away is an error of the next write: what cleans up is run all the same.

@@ -29,6 +29,8 @@ ExitStatus reference(const ReferenceOptions &options) {
   load_libraries(options.common.libraries);
   const std::vector<Family> families = Catalogue{options.catalogue}.families();
   if (!options.folder.empty()) {
+    if (!options.family.empty())
+      throw InputError("--into writes the pages of all families; give it, or one family");
     write_pages(families, options.folder);
     return ExitStatus::ok;
   }

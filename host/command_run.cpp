@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "commands.hpp"
+#include "distinct_files.hpp"
 #include "dry_run.hpp"
 #include "expectation.hpp"
 #include "fields.hpp"
@@ -33,6 +34,10 @@ class RunCommand {
       : options_{options},
         limit_{parse_time_limit(options.timeout, "--timeout")},
         progress_mode_{parse_progress_mode(options.progress, options.trace == STANDARD_ERROR)} {
+    check_distinct({{"--state", options.common.state},
+                    {"--data-out", options.data_out},
+                    {"--trace", options.trace == STANDARD_ERROR ? "" : options.trace},
+                    {"--machine", options.common.machine}});
     open(options.common);
     request_ = make_request(options.text, Catalogue{options.catalogue});
     units_ = units_of(options, request_);

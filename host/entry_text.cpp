@@ -174,7 +174,7 @@ std::string example_of(const MacroEntry &entry) {
   }
   const std::size_t inputs = Arguments{entry, rw, words}.data_words(true);
   if (inputs > INPUTS_SHOWN)
-    return example + fmt::format(" --data W1 ... W{}", inputs);
+    return example + " --data-in FILE";
   for (std::size_t i = 0; i < inputs; ++i)
     example += i == 0 ? " --data 0" : " 0";
   return example;

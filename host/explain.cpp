@@ -198,8 +198,9 @@ std::string describe(const Breach &breach) {
   if (breach.index >= 0 && breach.index < size)
     return fmt::format("{}, which is read-only", word);
   const std::ptrdiff_t distance = breach.index < 0 ? -breach.index : breach.index - size + 1;
-  return fmt::format("{}, {} {} {} (it has {} words)", word, distance, distance == 1 ? "word" : "words",
-                     breach.index < 0 ? "before its beginning" : "past its end", breach.size);
+  return fmt::format("{}, {} {} {} (it has {} {})", word, distance, distance == 1 ? "word" : "words",
+                     breach.index < 0 ? "before its beginning" : "past its end", breach.size,
+                     breach.size == 1 ? "word" : "words");
 }
 
 }  // namespace host

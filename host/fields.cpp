@@ -244,9 +244,16 @@ class Filler {
     const std::size_t needed = arguments().data_words(true);
     if (words_.data.size() >= needed)
       return;
-    throw InputError(fmt::format("{} reads {} {} of _DATA with direction {}, and {} given; give all with --data",
-                                 entry_.name, needed, needed == 1 ? "word" : "words", name_of_direction(),
-                                 words_.data.empty() ? "none is" : fmt::format("{} are", words_.data.size())));
+    std::vector<std::string> names;
+    for (const DataBlock &block : entry_.data)
+      if (can_be_given(block) && arguments().applies(block))
+        for (const DataField &field : fields_to_give(block))
+          add_once(names, field.name + "=");
+    throw InputError(fmt::format("{} reads {} {} of _DATA with direction {}, and {} given; give {}{}", entry_.name,
+                                 needed, needed == 1 ? "word" : "words", name_of_direction(),
+                                 words_.data.empty() ? "none is" : fmt::format("{} are", words_.data.size()),
+                                 needed == 1 ? "it with --data" : "all with --data",
+                                 names.empty() ? "" : fmt::format(", or {}", joined(names, " "))));
   }
 
   const MacroEntry &entry_;

@@ -13,6 +13,7 @@
 namespace host {
 namespace {
 
+constexpr double LEAST_SECONDS = 1e-9;
 constexpr double MOST_SECONDS = 1e6;
 
 struct Caught {
@@ -121,7 +122,8 @@ std::optional<Interruption::Duration> parse_time_limit(std::string_view text, st
   double seconds = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
   // Written so that what is no number is refused too.
-  if (error != std::errc{} || end != text.data() + text.size() || !(seconds > 0 && seconds <= MOST_SECONDS))
+  if (error != std::errc{} || end != text.data() + text.size()
+      || !(seconds >= LEAST_SECONDS && seconds <= MOST_SECONDS))
     throw InputError(
         fmt::format("{}: '{}' is no time; give seconds, more than 0 and up to {:.0f}", what, text, MOST_SECONDS));
   return std::chrono::duration_cast<Interruption::Duration>(std::chrono::duration<double>(seconds));

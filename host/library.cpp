@@ -112,8 +112,12 @@ void load_libraries(const std::vector<std::string> &given) {
     for (const std::string &path : given)
       scdb::load_macro_library(path);
   } else if (variable != nullptr && *variable != '\0') {
-    for (const std::string_view path : split(variable, ':'))
+    for (const std::string_view path : split(variable, ':')) {
+      if (path.empty())
+        throw InputError(
+            fmt::format("{}: '{}' has an empty name in it; give files joined by ':'", LIBRARY_VARIABLE, variable));
       scdb::load_macro_library(std::string{path});
+    }
   } else {
     scdb::load_macro_library(library_beside_primitives());
   }

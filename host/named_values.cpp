@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 
 #include "error.hpp"
 #include "words.hpp"
@@ -17,6 +18,16 @@ constexpr std::size_t OFFERED = 8;
 
 unsigned width_of(const ShownValue &value) {
   return value.field != nullptr ? value.field->width() : 32;
+}
+
+/// The number that a text shows in hexadecimal, if it does: "0x9FBDF89389EB87FB".
+std::optional<std::uint64_t> number_shown(std::string_view text) {
+  std::uint64_t number = 0;
+  if (!text.starts_with("0x"))
+    return std::nullopt;
+  const char *const end = text.data() + text.size();
+  const auto [last, error] = std::from_chars(text.data() + 2, end, number, 16);
+  return error == std::errc{} && last == end ? std::optional{number} : std::nullopt;
 }
 
 /// Whether a result can show this text, as far as can be told.
@@ -70,6 +81,8 @@ void check(NamedExpectation &expectation, const Arguments &arguments) {
     throw InputError(fmt::format("{} has no result '{}'; it has {}{}", arguments.entry().name, expectation.name,
                                  names.empty() ? "none" : names, values.size() > OFFERED ? " ..." : ""));
   }
+  if (!expectation.number)
+    expectation.number = number_shown(expectation.text);
   const unsigned width = width_of(*found);
   if (expectation.number ? width < 64 && *expectation.number >> width != 0 : !can_show(*found, expectation.text))
     throw InputError(fmt::format("'{}' is never {}; it has {} {}", expectation.name, expectation.text, width,

@@ -192,7 +192,7 @@ void PlanEngine::run_step(std::size_t index) {
     end.skipped = stopped_;
   if (end.skipped.empty())
     run_cases(index, end);
-  else
+  if (end.made == 0)
     ++end_.skipped_steps;
   end_.made += end.made;
   end_.passed += end.passed;
@@ -254,11 +254,12 @@ std::optional<CaseResult> PlanEngine::run_case(const PlanStep &step, const Selec
   result.unit = describe(unit.words());
   result.values = variant.values;
   result.begin = now();
+  // For all repetitions together.
+  const std::optional<Interruption::Duration> limit = limit_of(step);
+  Interruption interruption{limit, step.cleanup ? Interruption::Heeds::time_alone : Interruption::Heeds::signals};
   do {
     if (result.runs != 0 && !step.cleanup && !may_go_on())
       return std::nullopt;
-    const std::optional<Interruption::Duration> limit = limit_of(step);
-    Interruption interruption{limit, step.cleanup ? Interruption::Heeds::time_alone : Interruption::Heeds::signals};
     RunResult run = run_macro(request, &interruption);
     halfway_ = halfway_ || run.crashed_in_primitive();
     ++result.runs;

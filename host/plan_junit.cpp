@@ -132,7 +132,8 @@ class JunitReporter : public PlanReporter {
     std::string inside;
     if (result.outcome != Outcome::passed) {
       const std::string_view element = result.outcome == Outcome::failed ? "failure" : "error";
-      inside = fmt::format("      <{} type=\"{}\" message=\"{}\">{}</{}>\n", element, name_of(result.verdict),
+      inside = fmt::format("      <{} type=\"{}\" message=\"{}\">{}</{}>\n", element,
+                           result.mismatches.empty() ? name_of(result.verdict) : "mismatch",
                            xml(reason_of(step, result)), xml(sentences_of(result), true), element);
     }
     add_case(variant.request.macro->name, name, seconds(result.begin, result.end), inside, result.outcome);
@@ -147,9 +148,9 @@ class JunitReporter : public PlanReporter {
     suites_ += fmt::format(
         "  <testsuite name=\"{}\" {} time=\"{}\" timestamp=\"{}\">\n    <properties>\n{}{}{}    "
         "</properties>\n{}  </testsuite>\n",
-        xml(end.step.name), suite_.attributes(), seconds(step_begin_, end.time), time,
-        property("machine", machine_.name), property("simulated", machine_.simulated ? "true" : "false"),
-        property("macro", end.step.macro), cases_);
+        xml(end.step.cleanup ? "cleanup: " + end.step.name : end.step.name), suite_.attributes(),
+        seconds(step_begin_, end.time), time, property("machine", machine_.name),
+        property("simulated", machine_.simulated ? "true" : "false"), property("macro", end.step.macro), cases_);
   }
 
   void end(const PlanEnd &end) override {

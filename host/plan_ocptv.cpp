@@ -72,7 +72,8 @@ class OcptvReporter : public PlanReporter {
 
   void add(const PlanStep &step, const PlanVariant &variant, const CaseResult &result) override {
     for (const MeasuredValue &value : result.measured)
-      add_measurement(variant, result, value);
+      if (value.number)
+        add_measurement(variant, result, value);
     if (result.outcome == Outcome::error) {
       add_to_step(result.end, "error",
                   {{"symptom", variant.request.macro->name + "-error"},

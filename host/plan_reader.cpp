@@ -158,7 +158,9 @@ class Reader : TomlReader {
       const auto end = [&](std::string_view number) { return at(node, [&] { return parse_word(number, field); }); };
       const macro_word first = end(ends.front());
       const macro_word last = end(ends.back());
-      if (ends.size() > 2 || last < first || last - first >= MOST_CASES)
+      if (ends.size() == 2 && last >= first && last - first >= MOST_CASES)
+        fail(node, fmt::format("'{}' is '{}'; a plan has up to {} runs", field, ranges, MOST_CASES));
+      if (ends.size() > 2 || last < first)
         fail(node, fmt::format("'{}' is '{}'; write numbers such as \"0-31\" or \"0,2-3\", or a list of values", field,
                                ranges));
       for (std::size_t i = 0; i <= last - first; ++i)
@@ -236,7 +238,8 @@ class Reader : TomlReader {
       const toml::node &place = node != nullptr ? *node : table;
       if (node == nullptr && !masks.empty())
         fail(*table.get("mask"), "there is nothing to compare; give 'expect' too");
-      variant.words.words = at(place, [&] { return parse_words(words(table, "expect"), "'expect'"); });
+      const std::vector<std::string> expected = words(table, "expect");
+      variant.words.words = at(place, [&] { return parse_words(expected, "'expect'"); });
       variant.words.masks = at(place, [&] { return masks_for(masks, variant.words.words.size()); });
       return;
     }
@@ -245,6 +248,8 @@ class Reader : TomlReader {
     const RunRequest &request = variant.request;
     if (!request.entry)
       fail(*node, fmt::format("the catalogue does not know {}; give words", request.macro->name));
+    if (node->as_table()->empty())
+      fail(*node, "'expect' must name one result at the least");
     for (const auto &[key, value] : *node->as_table()) {
       NamedExpectation expectation{std::string{key.str()}, {}, {}};
       if (value.is_integer())

@@ -33,7 +33,9 @@ std::string origin_of(const std::string &path) {
 
 RingFile parse_text(std::string_view text, const std::string &path) {
   const std::size_t end = text.find('\n');
-  const std::string_view shape = text.substr(0, end);
+  std::string_view shape = text.substr(0, end);
+  if (shape.ends_with('\r'))
+    shape.remove_suffix(1);
   if (end == std::string_view::npos || !shape.starts_with("ring 0x"))
     refuse_header(path);
   return {std::string{shape}, words_of_text(text.substr(end + 1), fmt::format("{}: {}", WHAT, path), 2)};

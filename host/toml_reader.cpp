@@ -75,7 +75,7 @@ std::string TomlReader::needed_text(const toml::table &table, std::string_view k
 
 const toml::array &TomlReader::list(const toml::node &node, std::string_view what) const {
   if (!node.is_array() || node.as_array()->empty())
-    fail(node, fmt::format("'{}' must be a list", what));
+    fail(node, fmt::format("'{}' must be a list{}", what, node.is_array() ? " with one element at the least" : ""));
   return *node.as_array();
 }
 

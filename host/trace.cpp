@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <span>
 #include <utility>
@@ -102,9 +103,14 @@ void Trace::write_pending() {
 }
 
 void Trace::finish() {
-  if (!out_->flush())
-    throw InputError(fmt::format("--trace: cannot write {}: {}", path_.empty() ? "standard error" : "'" + path_ + "'",
-                                 std::strerror(errno)));
+  if (out_->flush())
+    return;
+  const std::string reason = std::strerror(errno);
+  std::error_code unknown;
+  if (std::filesystem::is_regular_file(path_, unknown))
+    std::filesystem::remove(path_, unknown);
+  throw InputError(
+      fmt::format("--trace: cannot write {}: {}", path_.empty() ? "standard error" : "'" + path_ + "'", reason));
 }
 
 std::string describe_ring_address(macro_word address) {

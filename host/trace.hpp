@@ -23,8 +23,11 @@ class Trace : public scdb::Observer {
   [[nodiscard]] scdb::Reason before(const scdb::Call &call) override;
   void after(const scdb::Call &call, const scdb::CallResult &result) override;
 
-  /// Writes the calls of a run that did not return, to be called after it.
-  void end_run() { write_pending(); }
+  /// Writes the calls of a run that did not return, to be called after it; the next run's calls are numbered anew.
+  void end_run() {
+    write_pending();
+    count_ = 0;
+  }
 
   /// Sees to it that everything has been written.
   /// @throw InputError when it could not be.

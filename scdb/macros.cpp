@@ -8,10 +8,12 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <map>
 
 namespace scdb {
@@ -274,12 +276,39 @@ std::optional<Identification> parse_identification(std::string_view text) {
   return fields;
 }
 
+namespace {
+
+/// Of a library whose end is missing the loader maps what is not there, and the first access to it is a fault.  What is
+/// no library for this processor is left to the loader to tell.
+void refuse_if_cut_short(const std::filesystem::path &file) {
+  const std::uintmax_t size = std::filesystem::file_size(file);
+  std::ifstream input{file, std::ios::binary};
+  ElfW(Ehdr) header{};
+  constexpr unsigned char OUR_CLASS = sizeof(void *) == 8 ? ELFCLASS64 : ELFCLASS32;
+  constexpr unsigned char OUR_ORDER = std::endian::native == std::endian::little ? ELFDATA2LSB : ELFDATA2MSB;
+  if (!input.read(reinterpret_cast<char *>(&header), sizeof header)
+      || std::string_view{reinterpret_cast<const char *>(header.e_ident), SELFMAG} != ELFMAG
+      || header.e_ident[EI_CLASS] != OUR_CLASS || header.e_ident[EI_DATA] != OUR_ORDER)
+    return;
+  for (unsigned i = 0; i < header.e_phnum; ++i) {
+    ElfW(Phdr) segment{};
+    input.seekg(static_cast<std::streamoff>(header.e_phoff + std::uint64_t{i} * header.e_phentsize));
+    if (!input.read(reinterpret_cast<char *>(&segment), sizeof segment)
+        || (segment.p_type == PT_LOAD && (segment.p_filesz > size || segment.p_offset > size - segment.p_filesz)))
+      throw LibraryError(
+          fmt::format("{}: the file is cut short: its {} bytes are not all of the library", file.string(), size));
+  }
+}
+
+}  // namespace
+
 void load_macro_library(const std::string &path) {
   std::error_code error;
   const std::filesystem::path file = std::filesystem::canonical(path, error);
   if (error)
     throw LibraryError(fmt::format("{}: {}", path, error.message()));
   refuse_if_others_may_write(file);
+  refuse_if_cut_short(file);
   void *library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr)
     throw LibraryError(fmt::format("cannot load macro library {}", dlerror()));

@@ -36,7 +36,7 @@ MISUSES = [
     ("9A12 grp=1", "cp_9A12_0101 has no field 'grp'; it has group, index, value"),
     ("9A12 group=1 --para 5", "'group' and --para both give _PARA[0]; give one of them"),
     ("9A12 --rw write group=1 index=5", "cp_9A12_0101 reads 1 word of _DATA with direction write, and none is given; "
-                                        "give all with --data"),
+                                        "give it with --data, or value="),
     ("9A12 --rw write group=1 index=5 value=0x100000", "value=0x100000: accepted are 0 to 0xFFFFF"),
     ("9A11 command=16", "'command' is not used with direction read"),
     ("9A20 class=clear kind=1", "'kind' is not used with class=0"),

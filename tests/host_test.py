@@ -96,6 +96,10 @@ MISUSES = [
     ("run 9A10 --unit cpu --bogus", "The following argument was not expected: --bogus ('mcrhost run --help' shows the "
                                     "options)"),
     ("list --unit-kind cpus", "--unit-kind: 'cpus' is no kind of unit; the kinds are cpu, mac, sc, xb, ioc, sp"),
+    ("list units", "no macro matches 'units'; 'mcrhost list' shows those there are"),
+    ("run 9A10 --unit cpu list", "'list' gives no field; write NAME=VALUE"),
+    ("run 9A10 --unit cpu --state f --data-out ./f", "--state and --data-out name the same file, './f'; one would overwrite "
+                                                     "the other"),
     ("list zzz", "no macro matches 'zzz'; 'mcrhost list' shows those there are"),
     ("list --machine /no/such/file", None),
     ("list --library /no/such/file", None),
@@ -233,6 +237,11 @@ class Host(unittest.TestCase):
     def test_finds_libraries(self):
         bad = os.environ["BAD_MACROS"]
         self.assertIn("sp_0001_0101", mcrhost("list", MACRODEBUG_LIBRARY=bad).stdout)
+        with tempfile.NamedTemporaryFile(suffix=".so") as cut, open(os.environ["MACRO_LIBRARY"], "rb") as library:
+            cut.write(library.read(50000))
+            cut.flush()
+            self.expect(f"list --library {cut.name}", USAGE, complaint=f"mcrhost: {cut.name}: the file is cut short: its 50000 "
+                                                                       "bytes are not all of the library\n")
         both = mcrhost(f"list --library {bad} --library {os.environ['MACRO_LIBRARY']}", MACRODEBUG_LIBRARY="/no").stdout
         self.assertTrue("sp_0001_0101" in both and "cp_9A10_0101" in both)
 

@@ -96,6 +96,10 @@ BAD = [
     (STEP + "fields = {group = 1}\nfor = {index = \"0..8\"}\n", "7:16: index: '0..8' is not a 32-bit word; give a decimal "
      "or 0x number from -2147483648 to 0xFFFFFFFF"),
     (STEP + "fields = {group = 1, index = 0}\nexpect = {val = 3}\n", "7:17: cp_9A12_0101 has no result 'val'; it has value"),
+    (STEP + "fields = {group = 1, index = 0}\nexpect = {value = \"0x100000000\"}\n", "7:19: 'value' is never 0x100000000; it "
+     "has 32 bits"),
+    (STEP + "fields = {group = 1, index = 0}\nexpect = {}\n", "7:10: 'expect' must name one result at the least"),
+    (STEP + "fields = {group = 1, index = 0}\nexpect = []\n", "7:10: 'expect' must be a list with one element at the least"),
     (STEP + "fields = {group = 1, index = 0}\nexpect = {value = 0x100000000}\n", "7:19: 'value' is never 0x100000000; it has "
      "32 bits"),
     (STEP + 'fields = {group = 1, index = 0}\nexpect = {value = "set"}\n', "7:19: 'value' is never set; it has 32 bits"),
@@ -239,7 +243,7 @@ class Plans(unittest.TestCase):
         self.assertEqual(process.returncode, FAILED)
         self.assertEqual(output, "skipped  endless         io_9685_0101  interrupted\n"
                                  "passed   cleanup: reset  cp_9A11_0101  1 run\n"
-                                 "interrupted, passed: 1 of 2 runs as expected, 1 not made\n")
+                                 "interrupted, passed: 1 of 2 runs as expected, 1 not made, 1 step skipped\n")
         self.assertEqual(ocptv.check((self.folder / "results.jsonl").read_text())[-1][1]["status"], "SKIP")
         self.assertEqual(junitparser.JUnitXml.fromfile(str(self.folder / "results.xml")).skipped, 1)
 

@@ -48,7 +48,7 @@ MISUSES = [
      "macro=0x9A10: cp_9A10_0101 uses 48 words of _DATA, and io_9685_0101 has room for 2"),
     # Words that a macro reads and nobody gives.
     ("cp_9A12_0101 --unit cpu:0.0 --rw write --para 0x0D",
-     "cp_9A12_0101 reads 1 word of _DATA with direction write, and none is given; give all with --data"),
+     "cp_9A12_0101 reads 1 word of _DATA with direction write, and none is given; give it with --data, or value="),
 ]
 
 LEFT_OPEN = "rings left open: cpu:0.0 ring 0x3C\n"
