@@ -6,6 +6,7 @@ import pty
 import re
 import select
 import shlex
+import signal
 import tempfile
 import time
 import unittest
@@ -84,11 +85,14 @@ class Terminal:
 
     def end(self):
         """The exit status, after what is left to read."""
+        deadline = time.monotonic() + 60
         try:
-            while os.read(self.file, 4096):
+            while select.select([self.file], [], [], max(0, deadline - time.monotonic()))[0] and os.read(self.file, 4096):
                 pass
         except OSError:
             pass
+        if time.monotonic() >= deadline:
+            os.kill(self.child, signal.SIGKILL)
         status = os.waitstatus_to_exitcode(os.waitpid(self.child, 0)[1])
         os.close(self.file)
         return status

@@ -196,6 +196,8 @@ LineEditor::~LineEditor() = default;
 std::optional<std::string> LineEditor::read() {
   el_resize(terminal_->editor);
   const Interruptible interruptible;
+  // Before the prompt is there: keys that are pressed at once are the editor's, and not the terminal's own.
+  el_set(terminal_->editor, EL_PREP_TERM, 1);
   int length = 0;
   const char *const text = el_gets(terminal_->editor, &length);
   if (text != nullptr && length > 0) {
