@@ -63,6 +63,8 @@ class Terminal:
         if child == 0:
             os.environ.update(TERM="vt100", XDG_STATE_HOME=str(folder), HOME=str(folder))
             os.environ.pop("MACRODEBUG_LIBRARY", None)
+            # The editing library keeps what it has allocated until the program ends.
+            os.environ["ASAN_OPTIONS"] = "detect_leaks=0"
             os.execvp(os.environ["MCRHOST"], [os.environ["MCRHOST"], "shell", *shlex.split(arguments)])
         self.child = child
         self.shown = ""
