@@ -30,9 +30,9 @@ constexpr std::array<Name<SyndromeCode>, 3> CODES{
     {{"front", SyndromeCode::front}, {"behind", SyndromeCode::behind}, {"tag", SyndromeCode::tag}}};
 
 /// Takes the text of a family apart.
-class Reader : TomlReader {
+class EntryReader : TomlReader {
  public:
-  Reader(const std::string &origin, std::string_view family) : TomlReader{origin} { family_.name = family; }
+  EntryReader(const std::string &origin, std::string_view family) : TomlReader{origin} { family_.name = family; }
 
   Family read(std::string_view source) {
     const toml::table root = parse(source);
@@ -414,7 +414,7 @@ class Reader : TomlReader {
 }  // namespace
 
 Family read_family(std::string_view text, const std::string &origin, std::string_view name) {
-  return Reader{origin, name}.read(text);
+  return EntryReader{origin, name}.read(text);
 }
 
 }  // namespace host

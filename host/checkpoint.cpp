@@ -17,8 +17,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::string_view OPTION = "--checkpoint";
-constexpr std::string_view MAGIC = "mcrhost checkpoint 1 ";
+constexpr std::string_view CHECKPOINT_OPTION = "--checkpoint";
+constexpr std::string_view HEADING = "mcrhost checkpoint 1 ";
 constexpr std::size_t DIGEST_LENGTH = 16;
 
 /// Tells texts apart that differ by mistake: FNV-1a with 64 bits, in hexadecimal.
@@ -29,7 +29,7 @@ std::string digest_of(std::string_view text) {
   return fmt::format("{:016X}", digest);
 }
 
-std::string line_of(const Json &json) {
+std::string json_line(const Json &json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
@@ -38,8 +38,8 @@ std::string identity_of(const Plan &plan, const MachineInfo &machine, std::span<
   Json names = Json::array();
   for (const scdb::Chip chip : chips)
     names.push_back(scdb::to_string(chip));
-  return line_of({{"plan", {{"name", plan.name}, {"digest", digest_of(plan.source)}, {"cases", plan.cases()}}},
-                  {"machine", {{"name", machine.name}, {"simulated", machine.simulated}, {"chips", names}}}});
+  return json_line({{"plan", {{"name", plan.name}, {"digest", digest_of(plan.source)}, {"cases", plan.cases()}}},
+                    {"machine", {{"name", machine.name}, {"simulated", machine.simulated}, {"chips", names}}}});
 }
 
 }  // namespace
@@ -49,15 +49,15 @@ Checkpoint::Checkpoint(std::string path, const Plan &plan, const MachineInfo &ma
     : path_{std::move(path)}, identity_{identity_of(plan, machine, chips)} {}
 
 void Checkpoint::refuse(std::string_view why) const {
-  throw InputError(fmt::format("{}: '{}' {}", OPTION, path_, why));
+  throw InputError(fmt::format("{}: '{}' {}", CHECKPOINT_OPTION, path_, why));
 }
 
 void Checkpoint::load() {
-  const std::string text = read_file(path_, OPTION);
-  const std::size_t begin = MAGIC.size() + DIGEST_LENGTH + 1;
-  if (!text.starts_with(MAGIC))
+  const std::string text = read_file(path_, CHECKPOINT_OPTION);
+  const std::size_t begin = HEADING.size() + DIGEST_LENGTH + 1;
+  if (!text.starts_with(HEADING))
     refuse("is no checkpoint of a plan");
-  if (text.size() < begin || text.substr(MAGIC.size(), DIGEST_LENGTH) != digest_of(text.substr(begin)))
+  if (text.size() < begin || text.substr(HEADING.size(), DIGEST_LENGTH) != digest_of(text.substr(begin)))
     refuse("is damaged");
   std::vector<std::string_view> lines = split(std::string_view{text}.substr(begin), '\n');
   if (lines.size() < 3)
@@ -88,7 +88,7 @@ void Checkpoint::load() {
 
 void Checkpoint::add(const CaseResult &result) {
   results_.push_back(result);
-  lines_ += line_of(json_of(result));
+  lines_ += json_line(json_of(result));
   write();
 }
 
@@ -96,8 +96,8 @@ void Checkpoint::write() const {
   Json end = Json::object();
   if (const std::optional<std::string> state = scdb::machine().save_state())
     end["state"] = *state;
-  const std::string body = identity_ + lines_ + line_of(end);
-  write_file(path_, fmt::format("{}{}\n{}", MAGIC, digest_of(body), body), OPTION);
+  const std::string body = identity_ + lines_ + json_line(end);
+  write_file(path_, fmt::format("{}{}\n{}", HEADING, digest_of(body), body), CHECKPOINT_OPTION);
 }
 
 }  // namespace host

@@ -11,11 +11,8 @@
 namespace host {
 namespace {
 
-using scdb::Direction;
-
 constexpr macro_word LAST_DEVICE = 0xFF;
 constexpr macro_word MOST_BYTES = 4096;
-constexpr macro_word BYTES_OF_A_WORD = 4;
 constexpr macro_word REGISTER_ACCESS = 2;
 constexpr macro_word COMMAND_WORD = 3;
 
@@ -29,8 +26,8 @@ struct I2cOptions {
 };
 
 /// One transfer, as the command line gives it.
-struct Transfer {
-  Direction direction{};
+struct I2cTransfer {
+  scdb::Direction direction{};
   macro_word port = MACRO_ALL;
   macro_word device = 0;
   macro_word mode = REGISTER_ACCESS;
@@ -38,8 +35,8 @@ struct Transfer {
   std::vector<macro_word> words;
 };
 
-Transfer transfer(const I2cOptions &options, Direction direction) {
-  Transfer transfer;
+I2cTransfer transfer(const I2cOptions &options, scdb::Direction direction) {
+  I2cTransfer transfer;
   transfer.direction = direction;
   transfer.device = parse_in_range(options.device, "DEVICE", 0, LAST_DEVICE);
   transfer.words = parse_words(options.words, "WORD");
@@ -47,7 +44,7 @@ Transfer transfer(const I2cOptions &options, Direction direction) {
     transfer.port = parse_word(options.port, "--port");
   transfer.mode = parse_in_range(options.mode, "--mode", REGISTER_ACCESS, COMMAND_WORD);
 
-  const bool writes = direction == Direction::write;
+  const bool writes = direction == scdb::Direction::write;
   const auto given = static_cast<macro_word>(transfer.words.size()) * BYTES_OF_A_WORD;
   if (given > MOST_BYTES)
     throw InputError(fmt::format("{} bytes are given; a transfer has 1 to {}", given, MOST_BYTES));
@@ -59,29 +56,30 @@ Transfer transfer(const I2cOptions &options, Direction direction) {
   return transfer;
 }
 
-Answer access(ChipCall &call, Transfer transfer) {
+Answer access_device(ChipCall &call, I2cTransfer transfer) {
   const scdb::Unit unit = call.unit.words();
   lmcr_i2cctl(static_cast<macro_word>(transfer.direction), MACRO_ALL, MACRO_ALL, transfer.port, transfer.device,
               transfer.words.data(), transfer.bytes, transfer.mode, &_RETURN, call.record.data(), unit.type,
               unit.number, unit.mring);
-  if (transfer.direction == Direction::write)
+  if (transfer.direction == scdb::Direction::write)
     return {{}, {}, "written"};
   return {std::move(transfer.words), {}, {}};
 }
 
-ExitStatus i2c(const I2cOptions &options, std::string_view name, Direction direction) {
-  const Transfer what = transfer(options, direction);
+ExitStatus i2c(const I2cOptions &options, std::string_view name, scdb::Direction direction) {
+  const I2cTransfer what = transfer(options, direction);
   std::string title = fmt::format("i2c {} 0x{:02X}", name, what.device);
   if (what.port != MACRO_ALL)
     title += fmt::format(" port 0x{:X}", what.port);
   title += fmt::format(" mode {}, {} byte{}", what.mode, what.bytes, what.bytes == 1 ? "" : "s");
-  return access_chips(options.direct, title, [&](ChipCall &call) { return access(call, what); });
+  return access_chips(options.direct, title, [&](ChipCall &call) { return access_device(call, what); });
 }
 
-void add(CLI::App &group, Action &action, const std::string &name, Direction direction, const std::string &help) {
+void add_transfer(CLI::App &group, Action &action, const std::string &name, scdb::Direction direction,
+                  const std::string &help) {
   CLI::App *const command = group.add_subcommand(name, help);
   const auto options = std::make_shared<I2cOptions>();
-  const bool writes = direction == Direction::write;
+  const bool writes = direction == scdb::Direction::write;
   command->add_option("DEVICE", options->device, "Device address or register number, 0 to 0xFF")
       ->option_text("(required)")
       ->required();
@@ -91,7 +89,7 @@ void add(CLI::App &group, Action &action, const std::string &name, Direction dir
         ->required();
   command->add_option("--port", options->port, "Port mask of the transfer, or all for the chip's own port (default)")
       ->option_text("N");
-  command->add_option("--mode", options->mode, "Transfer mode: 2 = register access (default), 3 = command word")
+  command->add_option("--mode", options->mode, "I2cTransfer mode: 2 = register access (default), 3 = command word")
       ->option_text("2|3");
   command
       ->add_option("--length", options->length,
@@ -113,8 +111,8 @@ void add_i2c(CLI::App &app, Action &action) {
       "  mcrhost i2c write 0x50 0x12345678 0x9A000000 --length 5 --unit sp:0.0 --state bench.state\n"
       "\n"
       "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
-  add(*group, action, "read", Direction::read, "Read from a device or register");
-  add(*group, action, "write", Direction::write, "Write to a device or register");
+  add_transfer(*group, action, "read", scdb::Direction::read, "Read from a device or register");
+  add_transfer(*group, action, "write", scdb::Direction::write, "Write to a device or register");
 }
 
 }  // namespace host

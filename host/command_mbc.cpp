@@ -11,8 +11,6 @@
 namespace host {
 namespace {
 
-using scdb::Direction;
-
 constexpr macro_word MOST_REGISTERS = 1024;
 
 struct MbcOptions {
@@ -25,8 +23,8 @@ struct MbcOptions {
 };
 
 /// One transfer, as the command line gives it.
-struct Transfer {
-  Direction direction{};
+struct MbcTransfer {
+  scdb::Direction direction{};
   macro_word bank = 0;
   macro_word address = 0;
   macro_word bytes = 4;  ///< of a register
@@ -40,13 +38,13 @@ macro_word register_bytes(const MbcOptions &options) {
   return bytes;
 }
 
-Transfer transfer(const MbcOptions &options, Direction direction) {
-  Transfer transfer;
+MbcTransfer transfer(const MbcOptions &options, scdb::Direction direction) {
+  MbcTransfer transfer;
   transfer.direction = direction;
   transfer.bank = parse_word(options.bank, "--bank");
   transfer.address = parse_word(options.address, "ADDRESS");
   transfer.bytes = register_bytes(options);
-  if (direction == Direction::read) {
+  if (direction == scdb::Direction::read) {
     transfer.words.resize(parse_in_range(options.count, "--count", 1, MOST_REGISTERS));
     return transfer;
   }
@@ -58,31 +56,32 @@ Transfer transfer(const MbcOptions &options, Direction direction) {
   return transfer;
 }
 
-Answer access(ChipCall &call, Transfer transfer) {
+Answer access_bank(ChipCall &call, MbcTransfer transfer) {
   const scdb::Unit unit = call.unit.words();
   lmcr_mbcreg(static_cast<macro_word>(transfer.direction), MACRO_ALL, MACRO_ALL, transfer.bank, transfer.address,
               transfer.bytes, transfer.words.data(), static_cast<macro_word>(transfer.words.size()), &_RETURN,
               call.record.data(), unit.type, unit.number, unit.mring);
-  if (transfer.direction == Direction::write)
+  if (transfer.direction == scdb::Direction::write)
     return {{}, {}, "written"};
   return {std::move(transfer.words), {}, {}};
 }
 
-ExitStatus mbc(const MbcOptions &options, std::string_view name, Direction direction) {
-  const Transfer what = transfer(options, direction);
+ExitStatus mbc(const MbcOptions &options, std::string_view name, scdb::Direction direction) {
+  const MbcTransfer what = transfer(options, direction);
   const std::string title =
       fmt::format("mbc {} bank {} address 0x{:X}, {} register{} of {} byte{}", name, what.bank, what.address,
                   what.words.size(), what.words.size() == 1 ? "" : "s", what.bytes, what.bytes == 1 ? "" : "s");
-  return access_chips(options.direct, title, [&](ChipCall &call) { return access(call, what); });
+  return access_chips(options.direct, title, [&](ChipCall &call) { return access_bank(call, what); });
 }
 
-void add(CLI::App &group, Action &action, const std::string &name, Direction direction, const std::string &help) {
+void add_direction(CLI::App &group, Action &action, const std::string &name, scdb::Direction direction,
+                   const std::string &help) {
   CLI::App *const command = group.add_subcommand(name, help);
   const auto options = std::make_shared<MbcOptions>();
   command->add_option("ADDRESS", options->address, "Address of the first register")
       ->option_text("(required)")
       ->required();
-  if (direction == Direction::write)
+  if (direction == scdb::Direction::write)
     command->add_option("WORD", options->words, "What to write: a word for each register, to consecutive addresses")
         ->option_text("W... (required)")
         ->required();
@@ -108,8 +107,8 @@ void add_mbc(CLI::App &app, Action &action) {
       "  mcrhost mbc write 0x10010 0x12345678 --unit sp:0.0 --state bench.state\n"
       "\n"
       "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
-  add(*group, action, "read", Direction::read, "Read registers");
-  add(*group, action, "write", Direction::write, "Write registers");
+  add_direction(*group, action, "read", scdb::Direction::read, "Read registers");
+  add_direction(*group, action, "write", scdb::Direction::write, "Write registers");
 }
 
 }  // namespace host

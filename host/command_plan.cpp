@@ -73,7 +73,7 @@ class PlanProgress : public PlanReporter {
   Progress &progress_;
 };
 
-ExitStatus run(const PlanOptions &options) {
+ExitStatus run_plan(const PlanOptions &options) {
   if (options.resume && options.checkpoint.empty())
     throw InputError("--resume goes on from a checkpoint; name it with --checkpoint FILE");
   check_distinct({{"PLAN", options.plan},
@@ -119,7 +119,7 @@ ExitStatus run(const PlanOptions &options) {
   return end.interrupted || end.outcome > Outcome::passed ? ExitStatus::failed : ExitStatus::ok;
 }
 
-ExitStatus list() {
+ExitStatus list_plans() {
   std::string text;
   for (const PlanSource &plan : built_in_plans())
     text += fmt::format("{:14}{}\n", plan.name, title_of(plan));
@@ -134,7 +134,7 @@ std::string units_of(const PlanStep &step) {
   return units;
 }
 
-ExitStatus show(const PlanOptions &options) {
+ExitStatus show_plan(const PlanOptions &options) {
   if (options.source) {
     write_output(find_plan(options.plan).text);
     return ExitStatus::ok;
@@ -222,12 +222,12 @@ void add_plan(CLI::App &app, Action &action) {
       "Ends with 0 when everything was as expected, 1 when not or when it was interrupted, 2 for wrong usage.");
   run_command->callback([options, run_command, &action] {
     options->command_line = command_line_of(*run_command);
-    action = [options] { return run(*options); };
+    action = [options] { return run_plan(*options); };
   });
 
   CLI::App *const list_command = plan->add_subcommand("list", "List the built-in plans");
   list_command->footer("Example:\n  mcrhost plan list");
-  list_command->callback([&action] { action = list; });
+  list_command->callback([&action] { action = list_plans; });
 
   CLI::App *const show_command =
       add_part(*plan, "show", "Check a plan against the machine and show its steps; nothing is run", *options);
@@ -238,7 +238,7 @@ void add_plan(CLI::App &app, Action &action) {
       "  mcrhost plan show bring-up\n"
       "  mcrhost plan show bring-up --source > mine.toml\n"
       "  mcrhost plan show ./mine.toml --machine large");
-  show_command->callback([options, &action] { action = [options] { return show(*options); }; });
+  show_command->callback([options, &action] { action = [options] { return show_plan(*options); }; });
 }
 
 }  // namespace host

@@ -174,36 +174,36 @@ Task restore_task(const RingOptions &options) {
 }
 
 /// What is given besides the ring.
-enum class Arguments : std::uint8_t { none, places, place_and_word, file };
+enum class Takes : std::uint8_t { none, places, place_and_word, file };
 
 struct Command {
   const char *name;
   const char *help;
   Task (*task)(const RingOptions &);
-  Arguments arguments;
+  Takes arguments;
 };
 constexpr std::array COMMANDS{
-    Command{"show", "Show a whole ring, in words", show_task, Arguments::none},
-    Command{"get", "Show single bits and fields", get_task, Arguments::places},
-    Command{"set", "Change a field, and nothing else of the ring", set_task, Arguments::place_and_word},
+    Command{"show", "Show a whole ring, in words", show_task, Takes::none},
+    Command{"get", "Show single bits and fields", get_task, Takes::places},
+    Command{"set", "Change a field, and nothing else of the ring", set_task, Takes::place_and_word},
     Command{"save", "Save a ring of one chip in a file: big-endian words, or text where its name ends with .txt",
-            save_task, Arguments::file},
-    Command{"restore", "Write a ring from a file that 'ring save' wrote", restore_task, Arguments::file},
+            save_task, Takes::file},
+    Command{"restore", "Write a ring from a file that 'ring save' wrote", restore_task, Takes::file},
 };
 
 constexpr const char *PLACE_HELP =
     "Bits of the ring: 197 is one, 2698+8 are eight from there on, 231-200 those from the one to the other, the first "
     "being the most significant; above 0x7FFFF a ring bit address";
 
-void add_arguments(CLI::App &command, RingOptions &options, Arguments arguments) {
+void add_arguments(CLI::App &command, RingOptions &options, Takes arguments) {
   command.add_option("RING", options.ring, "Ring code, 0 to 0xFF")->option_text("(required)")->required();
-  if (arguments == Arguments::places)
+  if (arguments == Takes::places)
     command.add_option("BITS", options.places, PLACE_HELP)->option_text("BITS... (required)")->required();
-  if (arguments == Arguments::place_and_word) {
+  if (arguments == Takes::place_and_word) {
     command.add_option("BITS", options.place, PLACE_HELP)->option_text("(required)")->required();
     command.add_option("WORD", options.word, "Their new value")->option_text("(required)")->required();
   }
-  if (arguments == Arguments::file)
+  if (arguments == Takes::file)
     command.add_option("FILE", options.file, "File that keeps the ring")->option_text("(required)")->required();
 }
 

@@ -24,9 +24,6 @@
 namespace host {
 namespace {
 
-/// Stands for standard error where --trace names no file.
-constexpr std::string_view STANDARD_ERROR = "-";
-
 /// The work of one command.
 class RunCommand {
  public:

@@ -69,10 +69,6 @@ std::string_view short_name(const scdb::Part &part) {
   return space == std::string_view::npos ? name : name.substr(space + 1);
 }
 
-std::string count_of(std::size_t count, std::string_view one, std::string_view many) {
-  return fmt::format("{} {}", count, count == 1 ? one : many);
-}
-
 /// "  rings     0x30-0x3F  37707 bits each", the note after it.
 /// @param width  of the names.
 std::string line_of(std::string_view kind, std::string_view name, std::size_t width, const std::string &size,
@@ -170,7 +166,7 @@ macro_word boards_of(const std::vector<scdb::Chip> &chips) {
   return boards;
 }
 
-std::string text_of(const std::vector<scdb::Chip> &chips) {
+std::string machine_page(const std::vector<scdb::Chip> &chips) {
   std::string text = label_of(current_machine()) + "\n";
   for (unsigned board = 0; board < scdb::BOARDS; ++board)
     if ((boards_of(chips) >> board & 1) != 0)
@@ -214,7 +210,7 @@ Json json_of_machine(const std::vector<scdb::Chip> &chips) {
 ExitStatus units(const UnitsOptions &options) {
   open_machine(options.common);
   const std::vector<scdb::Chip> chips = wanted_chips(options);
-  write_output(options.common.json ? json_of_machine(chips).dump(2) + "\n" : text_of(chips));
+  write_output(options.common.json ? json_of_machine(chips).dump(2) + "\n" : machine_page(chips));
   return ExitStatus::ok;
 }
 

@@ -21,9 +21,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::string_view STANDARD_ERROR = "-";
-constexpr std::size_t WORDS_A_ROW = 4;
-
 /// What came of the access to one chip.
 struct ChipResult {
   scdb::Chip chip;
@@ -58,7 +55,7 @@ ChipResult access_chip(scdb::Chip chip, const ChipAccess &access) {
 }
 
 /// A chip's words: on its line where they are few, else in rows below it, each with the index of its first word.
-std::string text_of(const Answer &answer) {
+std::string lines_of_answer(const Answer &answer) {
   if (answer.words.empty())
     return fmt::format("  {}\n", answer.done);
   std::string text;
@@ -81,9 +78,9 @@ bool all_went_well(const std::vector<ChipResult> &results, const std::string &st
 std::string text_report(const std::string &title, const std::vector<ChipResult> &results, const std::string &stop) {
   std::string text = fmt::format("{}  on {}\n", title, label_of(current_machine()));
   for (const ChipResult &result : results)
-    text +=
-        scdb::to_string(result.chip)
-        + (result.failure ? fmt::format("  failed: {}\n", scdb::describe(*result.failure)) : text_of(result.answer));
+    text += scdb::to_string(result.chip)
+            + (result.failure ? fmt::format("  failed: {}\n", scdb::describe(*result.failure))
+                              : lines_of_answer(result.answer));
   return stop.empty() ? text : text + stop + "\n";
 }
 

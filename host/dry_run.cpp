@@ -14,7 +14,6 @@ namespace host {
 namespace {
 
 using scdb::Chip;
-using scdb::Outcome;
 
 }  // namespace
 
@@ -30,9 +29,9 @@ class DryRun::Copy final : public scdb::Machine {
   [[nodiscard]] bool can_broadcast() const override { return machine_->can_broadcast(); }
   [[nodiscard]] std::vector<scdb::Part> parts(Chip chip) const override { return machine_->parts(chip); }
 
-  Outcome jtag(std::span<const Chip> chips, scdb::JtagAccess access, unsigned code, macro_word &word) override {
+  scdb::Outcome jtag(std::span<const Chip> chips, scdb::JtagAccess access, unsigned code, macro_word &word) override {
     const macro_word given = word;
-    const Outcome outcome = machine_->jtag(chips, access, code, word);
+    const scdb::Outcome outcome = machine_->jtag(chips, access, code, word);
     if (access == scdb::JtagAccess::write)
       note(reached(chips, outcome), fmt::format("code 0x{:02X}", code), {given});
     if (access == scdb::JtagAccess::instruct)
@@ -43,20 +42,20 @@ class DryRun::Copy final : public scdb::Machine {
   [[nodiscard]] std::size_t ring_bits(Chip chip, unsigned ring) const override {
     return machine_->ring_bits(chip, ring);
   }
-  Outcome read_ring(std::span<const Chip> chips, unsigned ring, std::span<macro_word> words) override {
+  scdb::Outcome read_ring(std::span<const Chip> chips, unsigned ring, std::span<macro_word> words) override {
     return machine_->read_ring(chips, ring, words);
   }
-  Outcome write_ring(std::span<const Chip> chips, unsigned ring, std::span<const macro_word> words) override {
+  scdb::Outcome write_ring(std::span<const Chip> chips, unsigned ring, std::span<const macro_word> words) override {
     const std::unique_ptr<Machine> earlier = machine_->copy();
-    const Outcome outcome = machine_->write_ring(chips, ring, words);
+    const scdb::Outcome outcome = machine_->write_ring(chips, ring, words);
     for (const Chip chip : reached(chips, outcome))
       note_ring(*earlier, chip, ring, words);
     return outcome;
   }
 
-  Outcome i2c(std::span<const Chip> chips, scdb::Direction direction, macro_word port, unsigned device, unsigned mode,
-              std::span<macro_word> words, unsigned bytes) override {
-    const Outcome outcome = machine_->i2c(chips, direction, port, device, mode, words, bytes);
+  scdb::Outcome i2c(std::span<const Chip> chips, scdb::Direction direction, macro_word port, unsigned device,
+                    unsigned mode, std::span<macro_word> words, unsigned bytes) override {
+    const scdb::Outcome outcome = machine_->i2c(chips, direction, port, device, mode, words, bytes);
     if (direction == scdb::Direction::write)
       note(reached(chips, outcome),
            fmt::format("device 0x{:02X}{} mode {}, {} bytes", device,
@@ -65,9 +64,9 @@ class DryRun::Copy final : public scdb::Machine {
     return outcome;
   }
 
-  Outcome mbc(std::span<const Chip> chips, scdb::Direction direction, macro_word bank, macro_word address,
-              unsigned bytes, macro_word &word) override {
-    const Outcome outcome = machine_->mbc(chips, direction, bank, address, bytes, word);
+  scdb::Outcome mbc(std::span<const Chip> chips, scdb::Direction direction, macro_word bank, macro_word address,
+                    unsigned bytes, macro_word &word) override {
+    const scdb::Outcome outcome = machine_->mbc(chips, direction, bank, address, bytes, word);
     if (direction == scdb::Direction::write)
       note(reached(chips, outcome), fmt::format("bank {} address 0x{:X}, {} bytes", bank, address, bytes), {word});
     return outcome;
@@ -77,7 +76,7 @@ class DryRun::Copy final : public scdb::Machine {
   [[nodiscard]] bool offers(macro_word number) const override { return machine_->offers(number); }
 
   /// What a macro of the machine's own writes nobody outside sees; that it is run is all there is to tell.
-  Outcome nested(const scdb::NestedCall &call) override {
+  scdb::Outcome nested(const scdb::NestedCall &call) override {
     run_.writes_.push_back({describe(call.unit),
                             scdb::Primitive::maccall,
                             fmt::format("the machine's own macro {:04X}, rw 0x{:X}", call.number, call.rw),
@@ -92,7 +91,7 @@ class DryRun::Copy final : public scdb::Machine {
 
  private:
   /// The chips that an access came to: those before the one that failed.
-  [[nodiscard]] static std::span<const Chip> reached(std::span<const Chip> chips, const Outcome &outcome) {
+  [[nodiscard]] static std::span<const Chip> reached(std::span<const Chip> chips, const scdb::Outcome &outcome) {
     if (outcome.ok())
       return chips;
     std::size_t count = 0;

@@ -6,12 +6,12 @@
 
 #include "entry_text.hpp"
 #include "fields.hpp"
+#include "output.hpp"
 #include "words.hpp"
 
 namespace host {
 namespace {
 
-constexpr std::size_t PAGE_WIDTH = 100;
 constexpr std::size_t LEAST_NAME_WIDTH = 12;
 
 /// Text broken at blanks; its own line ends are blanks too, except empty lines between paragraphs.

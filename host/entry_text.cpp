@@ -5,12 +5,13 @@
 #include <algorithm>
 
 #include "fields.hpp"
+#include "words.hpp"
 
 namespace host {
 namespace {
 
 /// The names of a condition's values: "class=4".
-std::string describe(const Condition &condition, const MacroEntry &entry) {
+std::string condition_text(const Condition &condition, const MacroEntry &entry) {
   std::vector<std::string> texts;
   const auto text_of_value = [&](macro_word value) {
     for (const Parameter &row : entry.parameters)
@@ -31,16 +32,16 @@ std::string describe(const Condition &condition, const MacroEntry &entry) {
 }
 
 /// "with write, class=4"; empty where nothing is asked for.
-std::string describe(const Scope &scope, const MacroEntry &entry) {
+std::string scope_text(const Scope &scope, const MacroEntry &entry) {
   std::vector<std::string> texts;
   if (!scope.directions.empty())
     texts.push_back(joined(scope.directions, " or "));
   for (const Condition &condition : scope.when)
-    texts.push_back(describe(condition, entry));
+    texts.push_back(condition_text(condition, entry));
   return texts.empty() ? std::string{} : "with " + joined(texts, ", ");
 }
 
-std::string text_of(const When &when) {
+std::string when_text(const When &when) {
   if (when.never())
     return "no";
   return when.always ? "yes" : "with " + joined(when.directions, ", ");
@@ -95,12 +96,8 @@ NamedValue least_of(const Parameter &parameter, const Arguments &arguments) {
 
 }  // namespace
 
-std::string joined(const std::vector<std::string> &texts, std::string_view separator) {
-  return fmt::format("{}", fmt::join(texts, separator));
-}
-
 std::string with_scope(std::string text, const Scope &scope, const MacroEntry &entry) {
-  const std::string when = describe(scope, entry);
+  const std::string when = scope_text(scope, entry);
   return when.empty() ? text : fmt::format("{} ({})", text, when);
 }
 
@@ -112,10 +109,10 @@ std::vector<std::pair<std::string, std::string>> facts_of(const MacroEntry &entr
   facts.emplace_back(
       "number", fmt::format("0x{:04X}, revision {} of {}", macro.number, identification.revision, identification.date));
   facts.emplace_back("family", fmt::format("{} ({})", entry.family_title, entry.family));
-  facts.emplace_back("changes hardware", text_of(entry.changes));
+  facts.emplace_back("changes hardware", when_text(entry.changes));
   if (!entry.together.never())
     facts.emplace_back("chips in one run",
-                       entry.together.always ? "all of the unit" : "all of the unit, " + text_of(entry.together));
+                       entry.together.always ? "all of the unit" : "all of the unit, " + when_text(entry.together));
   if (!entry.calls.empty())
     facts.emplace_back("calls", calls_of(entry));
   facts.emplace_back("primitive calls", accesses_of(entry));

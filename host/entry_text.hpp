@@ -11,8 +11,6 @@
 /// The phrases of which pages on macros are made, whatever they are printed on.
 namespace host {
 
-[[nodiscard]] std::string joined(const std::vector<std::string> &texts, std::string_view separator);
-
 /// A text, with what it holds for behind it: "title (with write, class=4)".
 [[nodiscard]] std::string with_scope(std::string text, const Scope &scope, const MacroEntry &entry);
 

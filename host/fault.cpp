@@ -8,11 +8,11 @@
 namespace host {
 namespace {
 
-struct Caught {
+struct FaultSignal {
   int signal;
   std::string_view title;
 };
-constexpr std::array<Caught, 4> SIGNALS{{
+constexpr std::array<FaultSignal, 4> FAULT_SIGNALS{{
     {SIGSEGV, "invalid memory access"},
     {SIGBUS, "bus error"},
     {SIGFPE, "arithmetic error"},
@@ -46,12 +46,12 @@ class Handlers {
     action.sa_sigaction = catch_fault;
     action.sa_flags = SA_SIGINFO | SA_ONSTACK;
     sigemptyset(&action.sa_mask);
-    for (std::size_t i = 0; i < SIGNALS.size(); ++i)
-      sigaction(SIGNALS[i].signal, &action, &former_[i]);
+    for (std::size_t i = 0; i < FAULT_SIGNALS.size(); ++i)
+      sigaction(FAULT_SIGNALS[i].signal, &action, &former_[i]);
   }
   ~Handlers() {
-    for (std::size_t i = 0; i < SIGNALS.size(); ++i)
-      sigaction(SIGNALS[i].signal, &former_[i], nullptr);
+    for (std::size_t i = 0; i < FAULT_SIGNALS.size(); ++i)
+      sigaction(FAULT_SIGNALS[i].signal, &former_[i], nullptr);
     sigaltstack(&former_stack_, nullptr);
   }
   Handlers(const Handlers &) = delete;
@@ -62,7 +62,7 @@ class Handlers {
   static inline std::array<std::byte, STACK_BYTES> stack_;
 
   stack_t former_stack_{};
-  std::array<struct sigaction, SIGNALS.size()> former_{};
+  std::array<struct sigaction, FAULT_SIGNALS.size()> former_{};
 };
 
 }  // namespace
@@ -76,7 +76,7 @@ std::optional<Fault> run_caught(void (*body)(void *), void *context) {
 }
 
 std::string_view title_of_signal(int signal) {
-  for (const Caught &row : SIGNALS)
+  for (const FaultSignal &row : FAULT_SIGNALS)
     if (row.signal == signal)
       return row.title;
   return "unknown signal";

@@ -35,10 +35,6 @@ std::vector<Assignment> taken_apart(const std::vector<std::string> &texts) {
   return assignments;
 }
 
-std::string joined(const std::vector<std::string> &texts, std::string_view separator = ", ") {
-  return fmt::format("{}", fmt::join(texts, separator));
-}
-
 void add_once(std::vector<std::string> &names, const std::string &name) {
   if (std::ranges::find(names, name) == names.end())
     names.push_back(name);

@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t CHUNK = 65536;
 /// The largest file that is read: more than any state or data file has, and an end to what has none.
-constexpr std::size_t LARGEST = std::size_t{256} << 20;
+constexpr std::size_t LARGEST_FILE = std::size_t{256} << 20;
 
 [[noreturn]] void fail(std::string_view what, std::string_view verb, const std::string &path, int error) {
   throw InputError(fmt::format("{}: cannot {} '{}': {}", what, verb, path, std::strerror(error)));
@@ -107,7 +107,7 @@ std::optional<std::string> read_file_if_any(const std::string &path, std::string
     if (count < 0)
       break;
     bytes.append(chunk.data(), static_cast<std::size_t>(count));
-    if (bytes.size() > LARGEST) {
+    if (bytes.size() > LARGEST_FILE) {
       ::close(descriptor);
       fail(what, "read", path, EFBIG);
     }

@@ -1,11 +1,8 @@
 #include "help.hpp"
 
+#include "output.hpp"
+
 namespace host {
-namespace {
-
-constexpr std::size_t PAGE_WIDTH = 100;
-
-}  // namespace
 
 std::string HelpFormatter::make_option_name(const CLI::Option *option, bool positional) const {
   const std::string name = CLI::Formatter::make_option_name(option, positional);

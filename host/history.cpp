@@ -64,7 +64,7 @@ void KeptLines::add(const std::string &line) {
     return;
   earlier_.push_back(line);
   const std::string bytes = line + "\n";
-  const int file = open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, OWNER_ONLY);
+  const int file = ::open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, OWNER_ONLY);
   const bool written = file >= 0 && write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
   const int why = errno;
   if (file >= 0)

@@ -14,13 +14,13 @@ namespace host {
 namespace {
 
 constexpr double LEAST_SECONDS = 1e-9;
-constexpr double MOST_SECONDS = 1e6;
+constexpr double MOST_SECONDS_OF_A_RUN = 1e6;
 
-struct Caught {
+struct StopSignal {
   int signal;
   StopCause cause;
 };
-constexpr std::array<Caught, 2> SIGNALS{{{SIGINT, StopCause::ctrl_c}, {SIGTERM, StopCause::terminate}}};
+constexpr std::array<StopSignal, 2> STOP_SIGNALS{{{SIGINT, StopCause::ctrl_c}, {SIGTERM, StopCause::terminate}}};
 
 /// The signal that came, 0 for none.
 volatile std::sig_atomic_t arrived = 0;
@@ -31,7 +31,7 @@ void note(int signal) {
 
 /// How many interruptions live; the outermost sets up the handlers.
 unsigned living = 0;
-std::array<struct sigaction, SIGNALS.size()> former;
+std::array<struct sigaction, STOP_SIGNALS.size()> former;
 
 void set_up_handlers() {
   arrived = 0;
@@ -40,21 +40,21 @@ void set_up_handlers() {
   // Once, so that the second one does what it always does; and nobody's input or output is cut short.
   action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
   sigemptyset(&action.sa_mask);
-  for (std::size_t i = 0; i < SIGNALS.size(); ++i) {
-    sigaction(SIGNALS[i].signal, nullptr, &former[i]);
+  for (std::size_t i = 0; i < STOP_SIGNALS.size(); ++i) {
+    sigaction(STOP_SIGNALS[i].signal, nullptr, &former[i]);
     // What the caller wants ignored, as nohup does, stays ignored.
     if (former[i].sa_handler != SIG_IGN)
-      sigaction(SIGNALS[i].signal, &action, nullptr);
+      sigaction(STOP_SIGNALS[i].signal, &action, nullptr);
   }
 }
 
 void restore_handlers() {
-  for (std::size_t i = 0; i < SIGNALS.size(); ++i)
-    sigaction(SIGNALS[i].signal, &former[i], nullptr);
+  for (std::size_t i = 0; i < STOP_SIGNALS.size(); ++i)
+    sigaction(STOP_SIGNALS[i].signal, &former[i], nullptr);
 }
 
 StopCause cause_of(int signal) {
-  for (const Caught &row : SIGNALS)
+  for (const StopSignal &row : STOP_SIGNALS)
     if (row.signal == signal)
       return row.cause;
   return StopCause::none;
@@ -123,9 +123,9 @@ std::optional<Interruption::Duration> parse_time_limit(std::string_view text, st
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
   // Written so that what is no number is refused too.
   if (error != std::errc{} || end != text.data() + text.size()
-      || !(seconds >= LEAST_SECONDS && seconds <= MOST_SECONDS))
-    throw InputError(
-        fmt::format("{}: '{}' is no time; give seconds, more than 0 and up to {:.0f}", what, text, MOST_SECONDS));
+      || !(seconds >= LEAST_SECONDS && seconds <= MOST_SECONDS_OF_A_RUN))
+    throw InputError(fmt::format("{}: '{}' is no time; give seconds, more than 0 and up to {:.0f}", what, text,
+                                 MOST_SECONDS_OF_A_RUN));
   return std::chrono::duration_cast<Interruption::Duration>(std::chrono::duration<double>(seconds));
 }
 

@@ -35,7 +35,7 @@ constexpr std::array<Prefix, 7> PREFIXES{{
 }};
 
 /// Names offered for one that is not known.
-constexpr std::size_t OFFERED = 3;
+constexpr std::size_t MACROS_OFFERED = 3;
 /// Letters that may differ in a name that is still near; never more than half of them.
 constexpr std::size_t NEAR = 4;
 
@@ -97,7 +97,7 @@ std::string nearest_names(const std::string &wanted) {
       ranked.emplace_back(*nearest, macro.name);
   }
   std::ranges::stable_sort(ranked, {}, [](const auto &entry) { return entry.first; });
-  ranked.resize(std::min(ranked.size(), OFFERED));
+  ranked.resize(std::min(ranked.size(), MACROS_OFFERED));
   std::string names;
   for (const auto &[rank, name] : ranked)
     names += fmt::format("{}{}", names.empty() ? "" : ", ", name);

@@ -47,7 +47,7 @@ std::string escaped(std::string_view text) {
 }
 
 /// A line of text; one that starts with a dot is no request.
-std::string line_of(std::string_view text) {
+std::string text_line(std::string_view text) {
   return (text.starts_with('.') ? "\\&" : "") + escaped(text) + "\n";
 }
 
@@ -61,7 +61,7 @@ std::string section(std::string_view title, const std::string &content) {
 
 /// A term, already escaped, with what it means below.
 std::string item(std::string_view term, std::string_view meaning) {
-  return fmt::format(".TP\n{}\n{}", term, line_of(meaning));
+  return fmt::format(".TP\n{}\n{}", term, text_line(meaning));
 }
 
 /// The text below a help: its examples, and its other paragraphs.
@@ -78,12 +78,12 @@ Footer footer_of(const CLI::App &app) {
     if (line == "Examples:") {
       in_examples = true;
     } else if (in_examples && line.starts_with("  ")) {
-      footer.examples += line_of(line.substr(2));
+      footer.examples += text_line(line.substr(2));
     } else if (line.empty()) {
       in_examples = false;
       footer.paragraphs += footer.paragraphs.empty() || footer.paragraphs.ends_with(".PP\n") ? "" : ".PP\n";
     } else {
-      footer.paragraphs += line_of(line);
+      footer.paragraphs += text_line(line);
     }
   }
   if (!footer.examples.empty())
@@ -133,10 +133,10 @@ std::string summary_of(const CLI::App &command) {
 
 std::string head_of(const std::string &name, const CLI::App &command) {
   return fmt::format(".TH \"{}\" 1 \"\" \"macrodebug {}\" \"User Commands\"\n", escaped(name), MCRHOST_VERSION)
-         + section("NAME", fmt::format("{} \\- {}", escaped(name), line_of(summary_of(command))));
+         + section("NAME", fmt::format("{} \\- {}", escaped(name), text_line(summary_of(command))));
 }
 
-std::string joined(const std::vector<std::string> &items) {
+std::string in_a_row(const std::vector<std::string> &items) {
   return fmt::format("{}", fmt::join(items, ""));
 }
 
@@ -152,9 +152,9 @@ std::string parts_of(const std::vector<const CLI::App *> &parts, const std::stri
     std::vector<std::string> own = options_of(*part);
     std::erase_if(own, [&](const std::string &option) { return std::ranges::find(common, option) != common.end(); });
     const std::string typed = fmt::format("{} {}", words, part->get_name());
-    text += fmt::format(".SS \"{}\"\n", escaped(typed)) + line_of(part->get_description() + ".") + joined(own);
+    text += fmt::format(".SS \"{}\"\n", escaped(typed)) + text_line(part->get_description() + ".") + in_a_row(own);
   }
-  return section("COMMANDS", text) + section("OPTIONS OF ALL OF THEM", joined(common));
+  return section("COMMANDS", text) + section("OPTIONS OF ALL OF THEM", in_a_row(common));
 }
 
 std::string synopses_of(const std::vector<const CLI::App *> &parts, const std::string &words) {
@@ -168,11 +168,11 @@ std::string page_of_command(const CLI::App &app, const CLI::App &command) {
   const std::string words = fmt::format("{} {}", app.get_name(), command.get_name());
   const std::vector<const CLI::App *> parts = commands_shown(command);
   const Footer footer = footer_of(command);
-  const std::string description = line_of(command.get_description() + ".");
+  const std::string description = text_line(command.get_description() + ".");
   return head_of(fmt::format("{}-{}", app.get_name(), command.get_name()), command)
          + section("SYNOPSIS", parts.empty() ? synopsis_of(command, words) : synopses_of(parts, words))
          + section("DESCRIPTION", footer.paragraphs.empty() ? description : description + ".PP\n" + footer.paragraphs)
-         + (parts.empty() ? section("OPTIONS", joined(options_of(command))) : parts_of(parts, words))
+         + (parts.empty() ? section("OPTIONS", in_a_row(options_of(command))) : parts_of(parts, words))
          + section("EXAMPLES", footer.examples) + section("SEE ALSO", fmt::format(".BR {} (1)\n", app.get_name()));
 }
 
@@ -200,10 +200,10 @@ std::string page_of_program(const CLI::App &app) {
   }
   return head_of(app.get_name(), app)
          + section("SYNOPSIS", bold(app.get_name()) + " \\fICOMMAND\\fR [\\fIOPTIONS\\fR]\n")
-         + section("DESCRIPTION", line_of(app.get_description()) + ".PP\n" + footer.paragraphs)
-         + section("COMMANDS", commands) + section("OPTIONS", joined(options_of(app)))
+         + section("DESCRIPTION", text_line(app.get_description()) + ".PP\n" + footer.paragraphs)
+         + section("COMMANDS", commands) + section("OPTIONS", in_a_row(options_of(app)))
          + section("ENVIRONMENT", item(bold(LIBRARY_VARIABLE),
-                                       "Macro libraries to load, joined by ':', where "
+                                       "Macro libraries to load, in_a_row by ':', where "
                                        "--library names none."))
          + section("EXIT STATUS", exit_status()) + section("EXAMPLES", footer.examples)
          + section("SEE ALSO", fmt::format("{}\n", fmt::join(pages, ",\n")));

@@ -14,7 +14,7 @@ namespace {
 /// Fields of up to so many bits are tried with every value when it is to be known what they can show.
 constexpr unsigned FEW_BITS = 12;
 /// Names offered for one that is not known.
-constexpr std::size_t OFFERED = 8;
+constexpr std::size_t NAMES_OFFERED = 8;
 
 unsigned width_of(const ShownValue &value) {
   return value.field != nullptr ? value.field->width() : 32;
@@ -76,10 +76,10 @@ void check(NamedExpectation &expectation, const Arguments &arguments) {
   const auto found = std::ranges::find(values, expectation.name, &ShownValue::name);
   if (found == values.end()) {
     std::string names;
-    for (std::size_t i = 0; i < std::min(values.size(), OFFERED); ++i)
+    for (std::size_t i = 0; i < std::min(values.size(), NAMES_OFFERED); ++i)
       names += fmt::format("{}{}", i == 0 ? "" : ", ", values[i].name);
     throw InputError(fmt::format("{} has no result '{}'; it has {}{}", arguments.entry().name, expectation.name,
-                                 names.empty() ? "none" : names, values.size() > OFFERED ? " ..." : ""));
+                                 names.empty() ? "none" : names, values.size() > NAMES_OFFERED ? " ..." : ""));
   }
   if (!expectation.number)
     expectation.number = number_shown(expectation.text);

@@ -1,8 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 namespace host {
+
+/// What people read is kept within this many columns.
+inline constexpr std::size_t PAGE_WIDTH = 100;
 
 /// Writes to standard output, at once.
 /// @throw InputError when it cannot be written (full disk, closed reader).

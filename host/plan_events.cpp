@@ -14,7 +14,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::array<std::string_view, 4> OUTCOMES{"skipped", "passed", "failed", "error"};
-constexpr std::array<PlanVerdict, 3> VERDICTS{PlanVerdict::pass, PlanVerdict::finding, PlanVerdict::failure};
+constexpr std::array<PlanVerdict, 3> ALL_VERDICTS{PlanVerdict::pass, PlanVerdict::finding, PlanVerdict::failure};
 
 /// A key without a value is left out.
 void add(Json &json, const char *key, const std::string &text) {
@@ -105,9 +105,9 @@ CaseResult case_of(const Json &json) {
   result.unit = json.at("unit");
   result.values = json.value("values", "");
   const auto outcome = std::ranges::find(OUTCOMES, json.at("outcome").get<std::string>());
-  const auto verdict = std::ranges::find(VERDICTS, json.at("verdict").get<std::string>(),
+  const auto verdict = std::ranges::find(ALL_VERDICTS, json.at("verdict").get<std::string>(),
                                          [](PlanVerdict row) { return std::string{name_of(row)}; });
-  if (outcome == OUTCOMES.end() || verdict == VERDICTS.end())
+  if (outcome == OUTCOMES.end() || verdict == ALL_VERDICTS.end())
     throw std::out_of_range("no such outcome");
   result.outcome = static_cast<Outcome>(outcome - OUTCOMES.begin());
   result.verdict = *verdict;

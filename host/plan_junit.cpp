@@ -11,7 +11,7 @@
 namespace host {
 namespace {
 
-constexpr std::string_view OPTION = "--junit";
+constexpr std::string_view JUNIT_OPTION = "--junit";
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
 
 /// What a text begins with: the bytes of a UTF-8 character, or one that is none.
@@ -158,7 +158,7 @@ class JunitReporter : public PlanReporter {
                fmt::format("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites name=\"{}\" {} time=\"{}\">\n{}"
                            "</testsuites>\n",
                            xml(title_), all_.attributes(), seconds(begin_, end.time), suites_),
-               OPTION);
+               JUNIT_OPTION);
   }
 
  private:

@@ -14,7 +14,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::string_view OPTION = "--ocptv";
+constexpr std::string_view OCPTV_OPTION = "--ocptv";
 constexpr std::string_view HOST_ID = "mcrhost";
 /// Up to here every whole number is a double, which is what consumers make of numbers.
 constexpr std::uint64_t LARGEST_NUMBER = std::uint64_t{1} << 53;
@@ -38,7 +38,7 @@ Json value_of(const std::optional<std::uint64_t> &number, const std::string &tex
   return number && *number <= LARGEST_NUMBER ? Json(*number) : Json(text);
 }
 
-std::string joined(const CaseResult &result) {
+std::string message_of(const CaseResult &result) {
   std::vector<std::string> all = result.failures;
   all.insert(all.end(), result.findings.begin(), result.findings.end());
   all.insert(all.end(), result.mismatches.begin(), result.mismatches.end());
@@ -77,7 +77,7 @@ class OcptvReporter : public PlanReporter {
     if (result.outcome == Outcome::error) {
       add_to_step(result.end, "error",
                   {{"symptom", variant.request.macro->name + "-error"},
-                   {"message", in_its_place(result, joined(result))},
+                   {"message", in_its_place(result, message_of(result))},
                    {"softwareInfoIds", {HOST_ID, library_of(variant)}}});
       return;
     }
@@ -89,7 +89,7 @@ class OcptvReporter : public PlanReporter {
       diagnose(variant, result, "FAIL", "finding", finding);
     for (const std::string &mismatch : result.mismatches)
       diagnose(variant, result, "FAIL", "mismatch", mismatch);
-    if (joined(result).empty())
+    if (message_of(result).empty())
       diagnose(variant, result, "FAIL", "unexpected", reason_of(step, result));
   }
 
@@ -111,7 +111,7 @@ class OcptvReporter : public PlanReporter {
                 {"result", outcome == Outcome::passed   ? "PASS"
                            : outcome == Outcome::failed ? "FAIL"
                                                         : "NOT_APPLICABLE"}});
-    write_file(path_, lines_, OPTION);
+    write_file(path_, lines_, OCPTV_OPTION);
   }
 
  private:

@@ -21,9 +21,9 @@ namespace {
 
 /// The most runs that a step may come to, repetitions not counted.
 constexpr std::size_t MOST_CASES = 100'000;
-constexpr double MOST_SECONDS = 7 * 24 * 3600.0;
+constexpr double MOST_SECONDS_OF_A_STEP = 7 * 24 * 3600.0;
 
-constexpr std::array<Name<PlanVerdict>, 3> VERDICTS{
+constexpr std::array<Name<PlanVerdict>, 3> VERDICT_NAMES{
     {{"pass", PlanVerdict::pass}, {"finding", PlanVerdict::finding}, {"failure", PlanVerdict::failure}}};
 
 /// Options of the command line that complaints name, and what they are called in a plan.
@@ -44,9 +44,9 @@ struct Loop {
 };
 
 /// Reads a plan, and makes the runs of its steps.
-class Reader : TomlReader {
+class PlanReader : TomlReader {
  public:
-  Reader(const std::string &origin, const Catalogue &catalogue, std::span<const scdb::Chip> chips)
+  PlanReader(const std::string &origin, const Catalogue &catalogue, std::span<const scdb::Chip> chips)
       : TomlReader{origin}, catalogue_{catalogue}, chips_{chips} {}
 
   Plan read(std::string_view source) {
@@ -82,7 +82,7 @@ class Reader : TomlReader {
     step.go_on = boolean(table, "continue", go_on_);
     step.timeout = timeout(table, timeout_);
     step.repeat = static_cast<macro_word>(integer(table, "repeat", 1, 1, REPEAT_LIMIT));
-    step.verdict = choice(table, "verdict", VERDICTS, PlanVerdict::pass);
+    step.verdict = choice(table, "verdict", VERDICT_NAMES, PlanVerdict::pass);
     const std::vector<std::string> names = one_or_more(table, "macro");
     for (const std::string &name : names)
       read_macro(table, name, names.size() > 1, step);
@@ -273,8 +273,8 @@ class Reader : TomlReader {
     if (node == nullptr)
       return usual;
     const std::optional<double> seconds = node->is_number() ? node->value<double>() : std::nullopt;
-    if (!seconds || !(*seconds >= 0.001 && *seconds <= MOST_SECONDS))
-      fail(*node, fmt::format("'timeout' must be seconds, from 0.001 to {}", MOST_SECONDS));
+    if (!seconds || !(*seconds >= 0.001 && *seconds <= MOST_SECONDS_OF_A_STEP))
+      fail(*node, fmt::format("'timeout' must be seconds, from 0.001 to {}", MOST_SECONDS_OF_A_STEP));
     return std::chrono::milliseconds{std::llround(*seconds * 1000)};
   }
 
@@ -301,7 +301,7 @@ std::string names_of_built_in_plans() {
 }  // namespace
 
 std::string_view name_of(PlanVerdict verdict) {
-  return std::ranges::find(VERDICTS, verdict, &Name<PlanVerdict>::value)->name;
+  return std::ranges::find(VERDICT_NAMES, verdict, &Name<PlanVerdict>::value)->name;
 }
 
 std::size_t Plan::cases() const {
@@ -312,7 +312,7 @@ std::size_t Plan::cases() const {
 }
 
 Plan read_plan(const PlanSource &source, const Catalogue &catalogue, std::span<const scdb::Chip> chips) {
-  Plan plan = Reader{source.origin, catalogue, chips}.read(source.text);
+  Plan plan = PlanReader{source.origin, catalogue, chips}.read(source.text);
   plan.name = source.name;
   plan.source = source.text;
   return plan;

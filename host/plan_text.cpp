@@ -5,6 +5,7 @@
 #include "output.hpp"
 #include "plan_reporters.hpp"
 #include "report.hpp"
+#include "words.hpp"
 
 namespace host {
 namespace {
@@ -13,9 +14,6 @@ namespace {
 constexpr std::size_t CASES_SHOWN = 16;
 constexpr std::size_t SENTENCES_SHOWN = 8;
 
-std::string count_of(std::size_t count, std::string_view what) {
-  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
-}
 std::string runs(std::size_t count) {
   return count_of(count, "run");
 }

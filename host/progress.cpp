@@ -16,9 +16,10 @@ namespace host {
 namespace {
 
 using std::chrono::milliseconds;
+using Json = nlohmann::ordered_json;
 
 constexpr milliseconds FIRST{500};
-constexpr milliseconds BETWEEN{100};
+constexpr milliseconds BETWEEN_LINES{100};
 /// The clock is looked at about as often as this, however fast the calls are.
 constexpr milliseconds LOOK{10};
 constexpr std::uint64_t LONGEST_STRIDE = 256;
@@ -62,7 +63,7 @@ Progress::Progress(ProgressMode mode, Work work)
     : mode_{mode == ProgressMode::automatic && !is_terminal() ? ProgressMode::none : mode},
       work_{std::move(work)},
       began_{Clock::now()},
-      shown_{began_ + FIRST - BETWEEN},
+      shown_{began_ + FIRST - BETWEEN_LINES},
       looked_{began_} {}
 
 Progress::~Progress() {
@@ -87,7 +88,7 @@ void Progress::look(Clock::time_point now) {
   stride_ = now - looked_ < LOOK ? std::min(stride_ * 2, LONGEST_STRIDE) : std::max<std::uint64_t>(stride_ / 2, 1);
   next_look_ = calls_ + stride_;
   looked_ = now;
-  if (now - shown_ >= BETWEEN)
+  if (now - shown_ >= BETWEEN_LINES)
     show(now);
 }
 
@@ -139,7 +140,6 @@ std::string Progress::line(double seconds) const {
 }
 
 std::string Progress::json(double seconds, bool done) const {
-  using Json = nlohmann::ordered_json;
   const std::optional<double> part = share();
   return Json{{"progress",
                {{"title", work_.title},

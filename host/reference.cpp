@@ -64,7 +64,7 @@ std::string number_of(const NamedValue &value) {
   return title.empty() ? name : fmt::format("{}: {}", name, title);
 }
 
-std::string directions_of(const MacroEntry &entry) {
+std::string directions_table(const MacroEntry &entry) {
   if (entry.directions.empty())
     return "\nThe direction (`--rw`) is not looked at.\n";
   Table table{"Directions", {"`--rw`", "Value", "What the macro does"}};
@@ -83,7 +83,7 @@ std::string choices_of(const Parameter &parameter) {
   return choices.empty() ? plain(accepted_by(parameter, nullptr)) : lines(choices);
 }
 
-std::string parameters_of(const MacroEntry &entry) {
+std::string parameters_table(const MacroEntry &entry) {
   Table table{"Parameters", {"Field", "Place", "What it is", "Accepted", "Else"}};
   for (const Parameter &parameter : entry.parameters)
     table.add({code(parameter.name), plain(place_of(parameter)), plain(title_of(parameter, entry)),
@@ -91,7 +91,7 @@ std::string parameters_of(const MacroEntry &entry) {
   return table.text();
 }
 
-std::string data_of(const MacroEntry &entry, bool input) {
+std::string data_tables(const MacroEntry &entry, bool input) {
   Table table{input ? "Reads from _DATA" : "Writes to _DATA", {"Record", "Field", "Place", "What it is"}};
   for (const DataBlock &block : entry.data) {
     if (block.input != input)
@@ -111,7 +111,7 @@ std::string data_of(const MacroEntry &entry, bool input) {
   return table.text();
 }
 
-std::string outcomes_of(const MacroEntry &entry) {
+std::string outcomes_table(const MacroEntry &entry) {
   std::string page;
   for (const FindingRule &rule : entry.findings)
     page += fmt::format("- {}\n", plain(with_scope(rule.title, rule, entry)));
@@ -141,8 +141,8 @@ std::string section_of(const MacroEntry &entry) {
     if (name != "family")
       facts.add({name, plain(text)});
   return fmt::format("\n## {}\n\n{}.\n", entry.name, plain(entry.title)) + paragraphs(entry.text) + facts.text()
-         + directions_of(entry) + parameters_of(entry) + data_of(entry, true) + data_of(entry, false)
-         + outcomes_of(entry) + fmt::format("\n```\n{}\n```\n", example_of(entry));
+         + directions_table(entry) + parameters_table(entry) + data_tables(entry, true) + data_tables(entry, false)
+         + outcomes_table(entry) + fmt::format("\n```\n{}\n```\n", example_of(entry));
 }
 
 /// The name of a heading in links.

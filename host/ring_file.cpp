@@ -14,7 +14,7 @@ namespace host {
 namespace {
 
 constexpr std::string_view WHAT = "ring file";
-constexpr macro_word MAGIC = 0x52494E47;  // "RING"
+constexpr macro_word RING_FILE = 0x52494E47;  // "RING"
 constexpr macro_word VERSION = 1;
 constexpr std::size_t HEADER_WORDS = 5;
 
@@ -42,7 +42,7 @@ RingFile parse_text(std::string_view text, const std::string &path) {
 }
 
 RingFile parse_bytes(std::string_view bytes, const std::string &path) {
-  if (!bytes.starts_with(bytes_of(std::array{MAGIC})))
+  if (!bytes.starts_with(bytes_of(std::array{RING_FILE})))
     refuse_header(path);
   std::vector<macro_word> words = words_of_bytes(bytes, origin_of(path));
   if (words.size() < HEADER_WORDS || words[1] != VERSION)
@@ -62,7 +62,7 @@ std::string describe(const RingShape &shape) {
 }
 
 void write_ring_file(const std::string &path, const RingShape &shape, std::span<const macro_word> words) {
-  const std::array<macro_word, HEADER_WORDS> header{MAGIC, VERSION, scdb::unit_type_of(shape.kind), shape.ring,
+  const std::array<macro_word, HEADER_WORDS> header{RING_FILE, VERSION, scdb::unit_type_of(shape.kind), shape.ring,
                                                     static_cast<macro_word>(shape.bits)};
   write_file(path, is_text_file(path) ? describe(shape) + "\n" + text_of(words) : bytes_of(header) + bytes_of(words),
              WHAT);

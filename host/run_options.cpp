@@ -6,13 +6,11 @@
 
 #include "error.hpp"
 #include "library.hpp"
+#include "trace.hpp"
 #include "words.hpp"
 
 namespace host {
 namespace {
-
-/// Stands for standard error where --trace names no file.
-constexpr std::string_view STANDARD_ERROR = "-";
 
 Selection raw_selection(const RunOptions &options) {
   Selection selection;

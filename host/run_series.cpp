@@ -15,7 +15,7 @@ struct VerdictRow {
   std::string_view title;
   const char *key;  ///< in JSON
 };
-constexpr std::array<VerdictRow, 6> VERDICTS{{
+constexpr std::array<VerdictRow, 6> VERDICT_ROWS{{
     {Verdict::ok, "ok", "ok"},
     {Verdict::failed, "failed", "failed"},
     {Verdict::finding, "with findings", "finding"},
@@ -95,7 +95,7 @@ Tally run_series(const RunRequest &request, std::span<const Selection> units, co
 
 std::string text_of(const Tally &tally) {
   std::string text = fmt::format("{} units: {} ok", tally.size(), tally.units(Verdict::ok).size());
-  for (const VerdictRow &row : VERDICTS)
+  for (const VerdictRow &row : VERDICT_ROWS)
     if (const std::vector<Selection> &units = tally.units(row.verdict); row.verdict != Verdict::ok && !units.empty())
       text += fmt::format(", {} {}: {}", units.size(), row.title, names_of(units));
   return text;
@@ -103,7 +103,7 @@ std::string text_of(const Tally &tally) {
 
 nlohmann::ordered_json json_of(const Tally &tally) {
   nlohmann::ordered_json json{{"units", tally.size()}};
-  for (const VerdictRow &row : VERDICTS) {
+  for (const VerdictRow &row : VERDICT_ROWS) {
     nlohmann::ordered_json names = nlohmann::ordered_json::array();
     for (const Selection &unit : tally.units(row.verdict))
       names.push_back(describe(unit.words()));

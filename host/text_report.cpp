@@ -11,7 +11,6 @@
 namespace host {
 namespace {
 
-constexpr std::size_t WORDS_A_ROW = 4;
 /// Of an array that is bad altogether, the first ones say enough.
 constexpr std::size_t FINDINGS_SHOWN = 16;
 constexpr std::string_view NOT_WRITTEN = "  --------";
@@ -54,7 +53,7 @@ std::string lines_of_words(std::string_view name, std::size_t width,
   return lines + "\n";
 }
 
-std::string text_of(const DecodedField &field) {
+std::string value_text(const DecodedField &field) {
   return field.value ? text_of(*field.field, *field.value) : std::string{"not written"};
 }
 
@@ -81,7 +80,7 @@ std::string lines_of(const DecodedBlock &block, std::size_t width) {
   }
   if (is_single(block)) {
     for (const DecodedField &field : block.records.front().fields)
-      lines += fmt::format("  {:{}}  {}\n", field.field->name, width, text_of(field));
+      lines += fmt::format("  {:{}}  {}\n", field.field->name, width, value_text(field));
     return lines;
   }
   for (const DecodedRecord &record : block.records) {
@@ -91,7 +90,7 @@ std::string lines_of(const DecodedBlock &block, std::size_t width) {
     }
     lines += fmt::format("  {:{}}", record.name, width);
     for (const DecodedField &field : record.fields)
-      lines += fmt::format("  {} {}", field.field->name, text_of(field));
+      lines += fmt::format("  {} {}", field.field->name, value_text(field));
     lines += "\n";
   }
   return lines;
@@ -163,11 +162,7 @@ std::string open_rings_of(const RunResult &run) {
   return text;
 }
 
-std::string count_of(std::size_t count, std::string_view what) {
-  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
-}
-
-std::string verdict_of(const RunRequest &request, const RunResult &run) {
+std::string verdict_lines(const RunRequest &request, const RunResult &run) {
   std::string verdict;
   for (const std::string &failure : failures_of(run, request.entry.get()))
     verdict += fmt::format("failed: {}\n", failure);
@@ -200,7 +195,7 @@ std::vector<std::string> findings_of(const RunRequest &request, const RunResult 
 std::string text_report(const RunRequest &request, const RunResult &run, bool words_only) {
   return fmt::format("{}  {}  {}  on {}\n", request.macro->name, describe(request.unit.words()),
                      name_of_direction(request.entry.get(), request.rw), label_of(run.machine))
-         + (words_only ? rows_of(run.data) : decoded_data(request, run)) + verdict_of(request, run)
+         + (words_only ? rows_of(run.data) : decoded_data(request, run)) + verdict_lines(request, run)
          + record_of(request, run) + open_rings_of(run);
 }
 

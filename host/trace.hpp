@@ -4,11 +4,15 @@
 #include <fstream>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "scdb/observer.hpp"
 
 namespace host {
+
+/// Stands for standard error where --trace names no file.
+inline constexpr std::string_view STANDARD_ERROR = "-";
 
 /// Writes one line for each primitive call: number, name, operands, unit and outcome; calls of nested macros are
 /// indented below the lmcr_maccall that ran them.

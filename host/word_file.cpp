@@ -11,9 +11,8 @@
 namespace host {
 namespace {
 
-constexpr std::size_t BYTES_OF_A_WORD = 4;
 constexpr std::size_t WORDS_A_LINE = 4;
-constexpr std::string_view BETWEEN = " \t\r,";
+constexpr std::string_view BETWEEN_WORDS = " \t\r,";
 
 }  // namespace
 
@@ -52,11 +51,11 @@ std::vector<macro_word> words_of_text(std::string_view text, std::string_view or
   unsigned number = first_line;
   for (const std::string_view whole : split(text, '\n')) {
     const std::string_view line = whole.substr(0, whole.find('#'));
-    std::size_t at = line.find_first_not_of(BETWEEN);
+    std::size_t at = line.find_first_not_of(BETWEEN_WORDS);
     while (at != std::string_view::npos) {
-      const std::size_t end = std::min(line.find_first_of(BETWEEN, at), line.size());
+      const std::size_t end = std::min(line.find_first_of(BETWEEN_WORDS, at), line.size());
       words.push_back(parse_word(line.substr(at, end - at), fmt::format("{}:{}:{}", origin, number, at + 1)));
-      at = line.find_first_not_of(BETWEEN, end);
+      at = line.find_first_not_of(BETWEEN_WORDS, end);
     }
     ++number;
   }

@@ -11,7 +11,7 @@
 namespace host {
 namespace {
 
-constexpr std::uint64_t LARGEST = 0xFFFFFFFF;
+constexpr std::uint64_t LARGEST_WORD = 0xFFFFFFFF;
 constexpr std::uint64_t LARGEST_NEGATED = 0x80000000;
 
 std::optional<std::uint64_t> parse_magnitude(std::string_view text) {
@@ -30,7 +30,7 @@ std::optional<std::uint64_t> parse_magnitude(std::string_view text) {
 macro_word parse_word(std::string_view text, std::string_view what) {
   const bool negative = text.starts_with('-');
   const std::optional<std::uint64_t> magnitude = parse_magnitude(text.substr(negative ? 1 : 0));
-  if (!magnitude || *magnitude > (negative ? LARGEST_NEGATED : LARGEST))
+  if (!magnitude || *magnitude > (negative ? LARGEST_NEGATED : LARGEST_WORD))
     throw InputError(fmt::format(
         "{}: '{}' is not a 32-bit word; give a decimal or 0x number from -2147483648 to 0xFFFFFFFF", what, text));
   const auto word = static_cast<macro_word>(*magnitude);
@@ -63,6 +63,16 @@ std::string list_of_bits(macro_word mask) {
     first = last;
   }
   return list;
+}
+
+std::string joined(const std::vector<std::string> &texts, std::string_view separator) {
+  return fmt::format("{}", fmt::join(texts, separator));
+}
+
+std::string count_of(std::size_t count, std::string_view one, std::string_view many) {
+  if (count == 1 || !many.empty())
+    return fmt::format("{} {}", count, count == 1 ? one : many);
+  return fmt::format("{} {}s", count, one);
 }
 
 std::vector<std::string_view> split(std::string_view text, char separator) {
