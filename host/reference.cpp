@@ -33,8 +33,8 @@ std::string code(std::string_view text) {
 class Table {
  public:
   /// @param title  its heading; may be empty.
-  Table(std::string_view title, std::initializer_list<std::string_view> columns) {
-    head_ = title.empty() ? "\n" : fmt::format("\n**{}**\n\n", title);
+  Table(std::string_view title, std::initializer_list<std::string_view> columns)
+      : head_{title.empty() ? "\n" : fmt::format("\n**{}**\n\n", title)} {
     head_ += fmt::format("| {} |\n|", fmt::join(columns, " | "));
     for (std::size_t i = 0; i < columns.size(); ++i)
       head_ += "-|";

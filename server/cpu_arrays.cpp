@@ -30,9 +30,10 @@ constexpr macro_word KEY = 0x5A96;
 constexpr unsigned CORES = 2;
 constexpr auto CORE_ROWS = [] {
   std::array<std::array<Row, std::size(CORE_SET)>, CORES> rows{};
-  for (std::size_t i = 0; i < std::size(CORE_SET); ++i) {
-    rows[0][i] = CORE_SET[i];
-    rows[1][i] = CORE_SET[i].of_core_1();
+  std::size_t i = 0;
+  for (const Row &row : CORE_SET) {
+    rows[0][i] = row;
+    rows[1][i++] = row.of_core_1();
   }
   return rows;
 }();

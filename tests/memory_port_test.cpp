@@ -140,7 +140,7 @@ TEST_P(MemoryPorts, Entries) {
 std::string name_of_port(const testing::TestParamInfo<Port> &row) {
   return fmt::format("Port{}", row.index);
 }
-INSTANTIATE_TEST_SUITE_P(, MemoryPorts, testing::ValuesIn(PORTS), name_of_port);
+INSTANTIATE_TEST_SUITE_P(EveryPort, MemoryPorts, testing::ValuesIn(PORTS), name_of_port);
 
 class PortRam : public testing::TestWithParam<RamMacro> {
  protected:
@@ -217,7 +217,7 @@ TEST_P(PortRam, Writes) {
 std::string name_of_macro(const testing::TestParamInfo<RamMacro> &row) {
   return row.param.name;
 }
-INSTANTIATE_TEST_SUITE_P(, PortRam, testing::ValuesIn(RAM_MACROS), name_of_macro);
+INSTANTIATE_TEST_SUITE_P(EveryRam, PortRam, testing::ValuesIn(RAM_MACROS), name_of_macro);
 
 TEST(MemoryLinks, TrainingSequence) {
   struct Row {

@@ -53,7 +53,7 @@ struct RunResult;
 /// Records every primitive call but lmcr_shift, and can make one of them fail.
 class Recorder : public scdb::Observer {
  public:
-  explicit Recorder(UnitWords unit) : unit_{unit} {}
+  explicit Recorder(const UnitWords &unit) : unit_{unit} {}
 
   /// Makes the call of this index fail, 0 being the first; lmcr_shift and lmcr_wait are not counted.
   void fail_call(std::size_t index) { failing_ = index; }
