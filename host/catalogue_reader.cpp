@@ -30,7 +30,7 @@ constexpr std::array<Name<SyndromeCode>, 3> CODES{
     {{"front", SyndromeCode::front}, {"behind", SyndromeCode::behind}, {"tag", SyndromeCode::tag}}};
 
 /// Takes the text of a family apart.
-class EntryReader : TomlReader {
+class EntryReader final : TomlReader {
  public:
   EntryReader(const std::string &origin, std::string_view family) : TomlReader{origin} { family_.name = family; }
 
@@ -290,7 +290,8 @@ class EntryReader : TomlReader {
         fail(row, fmt::format("the value {} does not fit the bits of '{}'", value.value, parameter.name));
     if (row.get("range") != nullptr)
       parameter.range = range(*row.get("range"));
-    if (parameter.range.has_value() + !parameter.values.empty() + !parameter.flags.empty() > 1)
+    const std::array kinds{parameter.range.has_value(), !parameter.values.empty(), !parameter.flags.empty()};
+    if (std::ranges::count(kinds, true) > 1)
       fail(row, "give one of 'range', 'values' and 'flags'");
     if (const toml::node *const node = row.get("default"))
       parameter.value_if_missing = static_cast<macro_word>(integer(*node, "default", 0, parameter.bits.limit()));

@@ -85,7 +85,7 @@ ExitStatus run_plan(const PlanOptions &options) {
   const std::optional<Interruption::Duration> limit = parse_time_limit(options.timeout, "--timeout");
   const ProgressMode progress_mode = parse_progress_mode(options.progress, false);
   // A reader of the results that goes away is an error of the next write: what cleans up is run all the same.
-  std::signal(SIGPIPE, SIG_IGN);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   const Plan plan = open_plan(options);
   const std::vector<std::unique_ptr<PlanReporter>> reporters = make_reporters(options);
   std::optional<Checkpoint> checkpoint;

@@ -122,7 +122,7 @@ class RunCommand {
   }
 
   /// Why there were no more runs.
-  std::string_view end_of(const UnitOutcome &outcome) const {
+  static std::string_view end_of(const UnitOutcome &outcome) {
     if (outcome.verdict == Verdict::ok)
       return "all went well";
     return outcome.verdict == Verdict::stopped ? "then stopped" : "the last did not go well";

@@ -22,6 +22,7 @@ class Expression {
   /// The value of a name.
   using Lookup = std::function<std::int64_t(std::string_view)>;
 
+  // NOLINTNEXTLINE(google-explicit-constructor): a number is the simplest expression.
   Expression(std::int64_t number = 0) : text_{std::to_string(number)}, steps_{{Step::Kind::number, number, {}}} {}
   /// @throw ExpressionError
   [[nodiscard]] static Expression parse(std::string_view text);

@@ -44,7 +44,7 @@ struct Loop {
 };
 
 /// Reads a plan, and makes the runs of its steps.
-class PlanReader : TomlReader {
+class PlanReader final : TomlReader {
  public:
   PlanReader(const std::string &origin, const Catalogue &catalogue, std::span<const scdb::Chip> chips)
       : TomlReader{origin}, catalogue_{catalogue}, chips_{chips} {}

@@ -23,12 +23,14 @@ struct Name {
 /// What readers of TOML files have in common.  Every complaint is an InputError that names file, line and column, what
 /// is wrong there and what would be right.
 class TomlReader {
+ public:
+  TomlReader(const TomlReader &) = delete;
+  TomlReader &operator=(const TomlReader &) = delete;
+
  protected:
   /// @param origin  the file's name for messages; must outlive the reader.
   explicit TomlReader(const std::string &origin) : origin_{origin} {}
-  virtual ~TomlReader() = default;
-  TomlReader(const TomlReader &) = delete;
-  TomlReader &operator=(const TomlReader &) = delete;
+  ~TomlReader() = default;
 
   /// A text of the file as it is meant; this one leaves it as it is.
   [[nodiscard]] virtual std::string filled(std::string text) const { return text; }

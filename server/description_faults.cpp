@@ -73,6 +73,7 @@ Selector Reader::selector(const toml::node &node) const {
   if (!kind || dot == std::string_view::npos || !part(whole.substr(colon + 1, dot - colon - 1), result.board)
       || !part(whole.substr(dot + 1), result.number)) {
     std::vector<std::string_view> kinds;
+    kinds.reserve(scdb::CHIP_KINDS.size());
     for (const Kind &row : scdb::CHIP_KINDS)
       kinds.push_back(row.name);
     fail(node, fmt::format("'{}' names no chip; write KIND:BOARD.CHIP, KIND being one of {}, and * for every board or "
@@ -99,7 +100,7 @@ void Reader::read_fault(const toml::table &table) {
 
   const toml::node &kind = *table.get("kind");
   const std::string &name = text(kind, "kind");
-  const auto row = std::ranges::find(FAULT_KINDS, name, &FaultKindRow::name);
+  const auto *const row = std::ranges::find(FAULT_KINDS, name, &FaultKindRow::name);
   if (row == std::end(FAULT_KINDS) || std::ranges::find(row->places, line.where) == row->places.end()) {
     std::vector<std::string_view> accepted;
     for (const FaultKindRow &candidate : FAULT_KINDS)
@@ -112,48 +113,59 @@ void Reader::read_fault(const toml::table &table) {
   line.fault.place = line.where;
   line.fault.code = line.code;
 
-  for (const std::string_view key : {"bit", "bits"})
-    if (const toml::node *node = table.get(key)) {
-      if (!row->needs_bits || !line.positions.empty())
-        fail(*node, row->needs_bits ? "write either bit or bits" : fmt::format("a fault of kind {} has no bits", name));
-      if (key == "bit")
-        read_positions(*node, line);
-      else
-        read_mask(*node, line);
-      line.bits = {std::string{key}, where(*node)};
-    }
-  if (row->needs_bits && line.positions.empty())
-    fail(kind, fmt::format("which bits? write bit = 0, bit = [0, 1] or bits = 0x80000000 beside {}", name));
-
+  read_bits(table, row->needs_bits, line);
   if (const toml::node *node = table.get("entry")) {
     if (line.where != PlaceKind::cells)
       fail(*node, "only registers and arrays have entries");
     line.entry = static_cast<std::uint32_t>(integer(*node, "entry", 0, MACRO_ALL));
     line.entry_key = {"entry", where(*node)};
   }
+  read_occasions(table, line.fault);
+  into_.faults.push_back(std::move(line));
+}
+
+/// Which bits of its place a fault concerns.
+void Reader::read_bits(const toml::table &table, bool needs_bits, FaultLine &line) const {
+  const toml::node &kind = *table.get("kind");
+  const std::string &name = text(kind, "kind");
+  for (const std::string_view key : {"bit", "bits"})
+    if (const toml::node *node = table.get(key)) {
+      if (!needs_bits || !line.positions.empty())
+        fail(*node, needs_bits ? "write either bit or bits" : fmt::format("a fault of kind {} has no bits", name));
+      if (key == "bit")
+        read_positions(*node, line);
+      else
+        read_mask(*node, line);
+      line.bits = {std::string{key}, where(*node)};
+    }
+  if (needs_bits && line.positions.empty())
+    fail(kind, fmt::format("which bits? write bit = 0, bit = [0, 1] or bits = 0x80000000 beside {}", name));
+}
+
+/// After how many accesses, how many times and how likely a fault shows.
+void Reader::read_occasions(const toml::table &table, Fault &fault) const {
   if (const toml::node *node = table.get("after"))
-    line.fault.after = static_cast<std::uint64_t>(integer(*node, "after", 0, std::numeric_limits<std::int64_t>::max()));
+    fault.after = static_cast<std::uint64_t>(integer(*node, "after", 0, std::numeric_limits<std::int64_t>::max()));
   if (const toml::node *node = table.get("times"); node != nullptr && node->value<std::string_view>() != "always") {
     if (!node->is_integer())
       fail(*node, "times must be \"always\" or a whole number from 1");
-    line.fault.times = static_cast<std::uint64_t>(integer(*node, "times", 1, std::numeric_limits<std::int64_t>::max()));
+    fault.times = static_cast<std::uint64_t>(integer(*node, "times", 1, std::numeric_limits<std::int64_t>::max()));
   }
   if (const toml::node *node = table.get("probability")) {
     const std::optional<double> chance = node->value<double>();
     if (!chance || !(*chance > 0 && *chance <= 1))
       fail(*node, "probability must be a number above 0 and not above 1");
-    line.fault.chances = static_cast<std::uint64_t>(std::llround(std::ldexp(*chance, 32)));
+    fault.chances = static_cast<std::uint64_t>(std::llround(std::ldexp(*chance, 32)));
   }
   if (const toml::node *node = table.get("seed"))
-    line.fault.seed = word(*node, "seed");
-  into_.faults.push_back(std::move(line));
+    fault.seed = word(*node, "seed");
 }
 
 void Reader::read_place(const toml::node &node, FaultLine &line) const {
   line.place = {text(node, "place"), where(node)};
   const std::string_view whole = line.place.text;
   const std::size_t space = whole.find(' ');
-  const auto row = std::ranges::find(PLACE_KINDS, whole.substr(0, space), &PlaceKindRow::word);
+  const auto *const row = std::ranges::find(PLACE_KINDS, whole.substr(0, space), &PlaceKindRow::word);
   const std::string_view rest = space == std::string_view::npos ? std::string_view{} : whole.substr(space + 1);
   if (row != std::end(PLACE_KINDS)) {
     line.where = row->kind;

@@ -82,6 +82,8 @@ class Reader {
   void read_chip(const toml::table &table);
   void read_fault(const toml::table &table);
   [[nodiscard]] Selector selector(const toml::node &node) const;
+  void read_bits(const toml::table &table, bool needs_bits, FaultLine &line) const;
+  void read_occasions(const toml::table &table, Fault &fault) const;
   void read_place(const toml::node &node, FaultLine &line) const;
   void read_positions(const toml::node &node, FaultLine &line) const;
   void read_mask(const toml::node &node, FaultLine &line) const;

@@ -157,7 +157,7 @@ struct LineEditor::Terminal {
   }
 
   /// Puts in what all candidates have in common; where that is nothing new, shows them.
-  unsigned char complete() {
+  unsigned char complete() const {
     const LineInfo *const line = el_line(editor);
     const std::string_view typed{line->buffer, static_cast<std::size_t>(line->cursor - line->buffer)};
     const LineCompletion completion = completer(typed);
@@ -187,7 +187,7 @@ struct LineEditor::Terminal {
 
 LineEditor::LineEditor(std::string prompt, Completer completer) {
   // Names of files may have other letters than English ones.
-  std::setlocale(LC_CTYPE, "");
+  static_cast<void>(std::setlocale(LC_CTYPE, ""));
   terminal_ = std::make_unique<Terminal>(std::move(prompt), std::move(completer));
 }
 
