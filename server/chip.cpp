@@ -174,8 +174,7 @@ Outcome ChipModel::read_ring(unsigned ring, std::span<macro_word> words) {
   const auto at = rings_.find(ring);
   if (at == rings_.end())
     return outcome(Reason::no_ring);
-  for (std::size_t i = 0; i < words.size(); ++i)
-    words[i] = state_.read(at->second, i);
+  state_.read(at->second, words);
   return outcome(Reason::none);
 }
 
@@ -188,8 +187,7 @@ Outcome ChipModel::write_ring(unsigned ring, std::span<const macro_word> words) 
     return outcome(Reason::no_ring);
   if (lost)
     return outcome(Reason::none);
-  for (std::size_t i = 0; i < words.size(); ++i)
-    state_.write(at->second, i, words[i]);
+  state_.write(at->second, words);
   ring_written(ring);
   return outcome(Reason::none);
 }

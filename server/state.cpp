@@ -46,12 +46,40 @@ void Cells::set(std::size_t index, macro_word word) {
   word &= mask(index);
   if (get(index) == word)
     return;
-  if (words_.empty()) {
-    words_.resize(size_);
-    for (std::size_t i = 0; i < size_; ++i)
-      words_[i] = initial(i);
-  }
+  store();
   words_[index] = word;
+}
+
+void Cells::store() {
+  if (!words_.empty())
+    return;
+  words_.resize(size_);
+  for (std::size_t i = 0; i < size_; ++i)
+    words_[i] = initial(i);
+}
+
+void Cells::get(std::span<macro_word> words) const {
+  if (words_.empty())
+    for (std::size_t i = 0; i < words.size(); ++i)
+      words[i] = initial(i);
+  else
+    std::copy_n(words_.begin(), words.size(), words.begin());
+}
+
+void Cells::set(std::span<const macro_word> words) {
+  if (words.empty())
+    return;
+  if (words_.empty()) {
+    std::size_t same = 0;
+    while (same < words.size() && initial(same) == (words[same] & mask(same)))
+      ++same;
+    if (same == words.size())
+      return;
+    store();
+  }
+  for (std::size_t i = 0; i < words.size(); ++i)
+    words_[i] = words[i] & layout_.mask;
+  words_[words.size() - 1] &= mask(words.size() - 1);
 }
 
 macro_word Cells::fingerprint() const {
@@ -95,6 +123,20 @@ void State::write(Id id, std::size_t index, macro_word word) {
       lost |= fault.strike() && fault.kind == FaultKind::does_not_hold;
   if (!lost)
     cells_[id].set(index, word);
+}
+
+void State::read(Id id, std::span<macro_word> words) {
+  if (faults_.empty())
+    return cells_[id].get(words);
+  for (std::size_t i = 0; i < words.size(); ++i)
+    words[i] = read(id, i);
+}
+
+void State::write(Id id, std::span<const macro_word> words) {
+  if (faults_.empty())
+    return cells_[id].set(words);
+  for (std::size_t i = 0; i < words.size(); ++i)
+    write(id, i, words[i]);
 }
 
 State::Meeting State::meet(PlaceKind place, macro_word code) {

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -56,6 +57,9 @@ class Cells {
   [[nodiscard]] macro_word get(std::size_t index) const { return words_.empty() ? initial(index) : words_[index]; }
   [[nodiscard]] macro_word initial(std::size_t index) const;
   void set(std::size_t index, macro_word word);
+  /// The same for all words from the first on, as many as there are in `words`.
+  void get(std::span<macro_word> words) const;
+  void set(std::span<const macro_word> words);
   /// Back to the power-on contents.
   void reset() { words_.clear(); }
   /// Whether no word was ever changed.
@@ -65,6 +69,8 @@ class Cells {
 
  private:
   [[nodiscard]] macro_word mask(std::size_t index) const;
+  /// Stores what was only computed so far.
+  void store();
 
   Layout layout_;
   std::size_t size_;
@@ -87,6 +93,9 @@ class State {
   /// As the chip itself sees a word: with the faults of these cells.
   [[nodiscard]] macro_word read(Id id, std::size_t index);
   void write(Id id, std::size_t index, macro_word word);
+  /// The same for all words from the first on, as many as there are in `words`.
+  void read(Id id, std::span<macro_word> words);
+  void write(Id id, std::span<const macro_word> words);
   void reset(Id id) { cells_[id].reset(); }
 
   void add_fault(Fault fault) { faults_.push_back(std::move(fault)); }
