@@ -34,6 +34,10 @@ struct Case {
   /// Whether the failure of a call of this line shows in the status cell; false only where a macro clears it on
   /// purpose.
   std::function<bool(const std::string &failed)> fails = [](const std::string &) { return true; };
+  /// Whether the macro reads back all that it writes: a lost write or a wrong answer fails the run with sub-code -4.
+  bool proves = false;
+  /// Whether the macro goes on until the hardware gives a certain answer, without end when it never does.
+  bool endless = false;
 };
 
 }  // namespace cases

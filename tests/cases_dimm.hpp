@@ -22,11 +22,12 @@ inline std::vector<Case> dimm() {
       group1-completion-time = 100000
   )";
   return {
-      {{"ma_9000_0101"}, MAC, stops, small},
-      {{"ma_9001_0101", 0, {0x3401, 0x60006000}}, MAC, stops, small},
-      {{"ma_9001_0101", 0, {0x0502, 0x81008080}}, MAC, stops, small},
-      {{"ma_9002_0101", 0, {3}}, MAC},
-      {{"ma_9003_0101", 0, {1}}, MAC},
+      // An impedance search that reads ever the same code goes on for ever.
+      {.input = {"ma_9000_0101"}, .kind = MAC, .server = small, .endless = true},
+      {.input = {"ma_9001_0101", 0, {0x3401, 0x60006000}}, .kind = MAC, .server = small, .endless = true},
+      {.input = {"ma_9001_0101", 0, {0x0502, 0x81008080}}, .kind = MAC, .server = small, .endless = true},
+      {.input = {"ma_9002_0101", 0, {3}}, .kind = MAC, .endless = true},
+      {.input = {"ma_9003_0101", 0, {1}}, .kind = MAC, .endless = true},
       {{"ma_9004_0101", 1, {3}}, MAC},
       {{"ma_9004_0101", 2, {7}}, MAC},
       {{"ma_9006_0101", 0, {0x13}}, MAC},

@@ -179,6 +179,11 @@ RunResult calibrate_on_server(const std::string &machine) {
   return run_macro({"ma_9000_0101"}, support::one_chip(scdb::ChipKind::mac, 1, 1));
 }
 
+/// A bit of a register that never comes.
+std::string stuck_at_0(const char *place, macro_word bits) {
+  return fmt::format("[[fault]]\nchip = \"mac:1.1\"\nplace = \"{}\"\nkind = \"stuck-0\"\nbits = {}\n", place, bits);
+}
+
 TEST(DimmServer, VerdictFollowsTheElectrics) {
   for (const Outcome &row : {
            Outcome{"healthy", "", {0xAAA8AAA8}},
@@ -207,6 +212,9 @@ TEST(DimmServer, VerdictFollowsTheElectrics) {
                    "[[fault]]\nchip = \"mac:1.1\"\nplace = \"register group 1 driver strengths\"\nkind = \"stuck-0\"\n"
                    "entry = 12\nbits = 0xF",
                    {0x2A900000, 0x38810000, 0}},
+           Outcome{"comparison never valid", stuck_at_0("i2c 38", 0x4000), {0x10000000, 0xAA00F000, 0}},
+           Outcome{"level never valid", stuck_at_0("i2c 34", 0x00200000), {0x24000000, 0x0AC10000, 0}},
+           Outcome{"run never done", stuck_at_0("i2c 109", 0x40), {0x2AA82AA4, 0, 0x20000000}},
            Outcome{"run in time", "[mac]\ngroup1-completion-time = 10000", {0xAAA8AAA8}},
            Outcome{"run too long", "[mac]\ngroup1-completion-time = 10001", {0x2AA42AA0, 0x20000000, 0}},
            Outcome{"first error", "[mac]\ngroup2-completion-errors = 2", {0x2AA82AA4, 0, 0x80000000}},

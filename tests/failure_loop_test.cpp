@@ -2,95 +2,215 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <set>
 
-#include "cases_arrays.hpp"
-#include "cases_clock.hpp"
-#include "cases_cpu_registers.hpp"
-#include "cases_dimm.hpp"
-#include "cases_ioc_scf.hpp"
-#include "cases_memory_ports.hpp"
-#include "cases_sc.hpp"
-#include "cases_xb.hpp"
-#include "scdb/macros.hpp"
+#include "cases_all.hpp"
 #include "scdb/record.hpp"
+#include "support/failing_machine.hpp"
+#include "support/stage.hpp"
 
-// One loop over every macro: the 1st, 2nd, ... last primitive call of each case is made to fail.  Every run must end as
-// the macro's rule says, with _DATA as it stood when the call failed.
+// Loops over every macro: the 1st, 2nd, ... last primitive call of each case is made to fail, and the machine breaks
+// down at the 1st, 2nd, ... last access.  Every run must end as the macro's rule says.
 
 namespace {
 
-std::vector<cases::Case> all_cases() {
-  std::vector<cases::Case> all;
-  for (const auto &family : {cases::cpu_registers(), cases::arrays(), cases::clock(), cases::memory_ports(),
-                             cases::dimm(), cases::system_controller(), cases::crossbar(), cases::ioc_scf()})
-    all.insert(all.end(), family.begin(), family.end());
-  return all;
-}
+using scdb::Reason;
+using support::Breakdown;
+using support::ERR_BACKGROUND;
+using support::Follower;
 
-/// Longer runs are sampled: every call of the first ones, then calls spread over the rest.
-constexpr std::size_t COMPLETE = 2000;
-constexpr std::size_t SAMPLE_DISTANCE = 9973;
-
-std::vector<std::size_t> calls_to_fail(std::size_t calls) {
+/// The points at which a run of `count` steps is disturbed: each of the first `complete`, and `spread` of the others at
+/// equal distances, the last step among them.
+std::vector<std::size_t> points(std::size_t count, std::size_t complete, std::size_t spread) {
   std::vector<std::size_t> chosen;
-  for (std::size_t i = 0; i < calls; ++i)
-    if (i < COMPLETE || i % SAMPLE_DISTANCE == 0)
-      chosen.push_back(i);
+  for (std::size_t i = 0; i < std::min(count, complete); ++i)
+    chosen.push_back(i);
+  const std::size_t rest = count - chosen.size();
+  for (std::size_t i = 1; i <= std::min(rest, spread); ++i)
+    chosen.push_back(complete + i * rest / std::min(rest, spread) - 1);
   return chosen;
 }
 
-/// What _DATA holds, in one number.
-std::size_t digest(std::span<const macro_word> data) {
-  return std::hash<std::string_view>{}({reinterpret_cast<const char *>(data.data()), data.size_bytes()});
+/// What an undisturbed run has done when it comes to certain calls.
+class Course {
+ public:
+  explicit Course(std::span<const macro_word> data) : data_(data.begin(), data.end()), noted_(data_) {}
+
+  /// Notes what _DATA holds, as changes since the call before, and the digest of the calls.
+  void note(std::span<const macro_word> data, std::uint64_t digest) {
+    Point &point = points_.emplace_back();
+    point.digest = digest;
+    for (std::size_t i = 0; i < data.size(); ++i)
+      if (data[i] != noted_[i])
+        point.changes.emplace_back(i, noted_[i] = data[i]);
+  }
+
+  /// Goes on to the next call, the first one at the start.
+  void advance() {
+    for (const auto &[index, word] : points_.at(next_).changes)
+      data_[index] = word;
+    ++next_;
+  }
+  [[nodiscard]] std::span<const macro_word> data() const { return data_; }
+  [[nodiscard]] std::uint64_t digest() const { return points_.at(next_ - 1).digest; }
+
+ private:
+  struct Point {
+    std::vector<std::pair<std::size_t, macro_word>> changes;
+    std::uint64_t digest = 0;
+  };
+  std::vector<macro_word> data_;   // where advance() has come to
+  std::vector<macro_word> noted_;  // where note() has come to
+  std::vector<Point> points_;
+  std::size_t next_ = 0;
+};
+
+/// The description of the case's server with no more chips than the case takes: it is copied for each run.
+std::string small_server(const cases::Case &row) {
+  const bool linked = row.kind == scdb::ChipKind::xb;  // with other boards
+  std::string text = (linked ? "" : "boards = [0]\n") + row.server + "\n[chips]\n";
+  for (const scdb::ChipKindInfo &kind : scdb::CHIP_KINDS)
+    text += fmt::format("{} = {}\n", kind.name, kind.kind != row.kind ? 0 : linked ? 2 : 1);
+  return text;
 }
+
+/// Runs of one case, each on a machine as good as new.
+class Trial {
+ public:
+  explicit Trial(const cases::Case &row)
+      : row_{row},
+        server_{scdb::open_machine_text(small_server(row), "server of the case")},
+        unit_{support::one_chip(row.kind)},
+        stage_(row.input, unit_) {}
+  ~Trial() { static_cast<void>(scdb::attach(nullptr)); }
+  Trial(const Trial &) = delete;
+  Trial &operator=(const Trial &) = delete;
+
+  [[nodiscard]] Follower follower() const { return Follower(unit_); }
+
+  void run(Follower &follower, Breakdown how = Breakdown::none, std::size_t access = 0,
+           std::function<void(std::size_t)> on_access = {}) {
+    auto machine = std::make_unique<support::FailingMachine>(server_->copy(), how, access);
+    machine->on_access = std::move(on_access);
+    machine_ = machine.get();
+    static_cast<void>(scdb::attach(std::move(machine)));
+    const scdb::Observing observing(follower);
+    result_ = stage_.run();
+    status_ = _RETURN;
+  }
+
+  /// The course of an undisturbed run at the calls of these indices, which ascend.
+  [[nodiscard]] Course course(const std::vector<std::size_t> &calls) {
+    Course course(stage_.data().before());
+    Follower follower(unit_);
+    auto next = calls.begin();
+    follower.on_call = [&](std::size_t index) {
+      if (next == calls.end() || index != *next)
+        return;
+      course.note(stage_.data().contents(), follower.digest());
+      ++next;
+    };
+    run(follower);
+    return course;
+  }
+
+  /// The run has ended as the macro's rule says: its first failure was at the call that the course has come to.
+  void expect_stopped(const Follower &follower, const Course &course) const {
+    EXPECT_EQ(follower.digest(), course.digest()) << "the run differs before the failure";
+    EXPECT_TRUE(row_.after(follower.failed(), follower.later()))
+        << "calls after the failure: " << testing::PrintToString(follower.later());
+    EXPECT_TRUE(stage_.kept_to_its_areas());
+    if (!row_.fails(follower.failed()))
+      return;
+    EXPECT_EQ(status_, MACRO_FAILED);
+    EXPECT_TRUE(!row_.result_tells || result_ == -1) << result_;
+    EXPECT_TRUE(!row_.data_stays || std::ranges::equal(stage_.data().contents(), course.data()))
+        << "_DATA is not what had been stored before the call";
+  }
+
+  /// The record is that of a primitive whose access was refused, on the one chip that there is.
+  void expect_record(Reason reason) const {
+    const std::span<const macro_word> err = stage_.err().contents();
+    const std::optional<scdb::Failure> failure = scdb::read_failure(err);
+    ASSERT_TRUE(failure.has_value());
+    EXPECT_EQ(failure->outcome.reason, reason);
+    const bool nested = failure->primitive == scdb::Primitive::maccall;
+    EXPECT_EQ(err[ERR_PLACE], nested ? MACRO_ALL : unit_.type << 24);
+    EXPECT_TRUE(std::ranges::all_of(err.subspan(ERR_SUBCODE), [](macro_word word) { return word == ERR_BACKGROUND; }));
+  }
+
+  /// Rings that were not closed are known to be open, and when the machine works again all get their contents back.
+  void expect_rings_restored(const Follower &follower) {
+    machine_->repair();
+    std::set<macro_word> open;
+    for (const scdb::OpenRing &ring : scdb::open_rings())
+      open.insert(ring.ring);
+    EXPECT_EQ(open, follower.left_open());
+    EXPECT_TRUE(scdb::restore_open_rings().ok());
+    const scdb::Chip chip{row_.kind, 0, 0};
+    for (const macro_word ring : follower.opened()) {
+      std::vector<macro_word> before((server_->ring_bits(chip, ring) + 31) / 32);
+      std::vector<macro_word> now(before.size());
+      EXPECT_TRUE(server_->read_ring({&chip, 1}, ring, before).ok() && machine_->read_ring({&chip, 1}, ring, now).ok());
+      EXPECT_EQ(now, before) << "ring " << ring;
+    }
+  }
+
+  /// The run failed by the macro's own verdict or not at all, and left no ring open.  (The I/O controller's bridge is
+  /// the one device that refuses what follows on a lost word.)
+  void expect_no_access_failed(const Follower &follower) const {
+    EXPECT_TRUE(stage_.kept_to_its_areas());
+    const std::span<const macro_word> err = stage_.err().contents();
+    const bool bridge_refused =
+        row_.kind == scdb::ChipKind::ioc && err[ERR_REASON] == static_cast<macro_word>(Reason::no_acknowledge);
+    if (follower.limited() || bridge_refused) {
+      EXPECT_EQ(status_, MACRO_FAILED);
+      EXPECT_TRUE(bridge_refused || err[ERR_REASON] == static_cast<macro_word>(Reason::interrupted));
+      return;
+    }
+    const bool failed = status_ == MACRO_FAILED;
+    EXPECT_EQ(err[ERR_CLASS], failed ? ERR_PARAMETER : ERR_BACKGROUND);
+    EXPECT_EQ(err[ERR_REASON], ERR_BACKGROUND);
+    if (row_.proves) {
+      EXPECT_EQ(err[ERR_SUBCODE], machine_->struck() > 0 ? SUB_THIRD : ERR_BACKGROUND);
+    }
+    EXPECT_TRUE(follower.left_open().empty());
+  }
+
+  [[nodiscard]] support::FailingMachine &machine() { return *machine_; }
+  [[nodiscard]] macro_word status() const { return status_; }
+
+ private:
+  const cases::Case &row_;
+  std::unique_ptr<scdb::Machine> server_;
+  support::UnitWords unit_;
+  support::Stage stage_;
+  support::FailingMachine *machine_ = nullptr;
+  int result_ = 0;
+  macro_word status_ = 0;
+};
 
 class FailureLoop : public testing::TestWithParam<cases::Case> {};
 
 TEST_P(FailureLoop, StopsAsItsRuleSays) {
-  const cases::Case &row = GetParam();
-  const auto server = scdb::open_machine_text(row.server, "server of the case");
-  const auto fresh_run = [&](support::Recorder &recorder, const support::UnitWords &unit) {
-    auto before = scdb::attach(server->copy());
-    support::RunResult run = support::run_macro(row.input, unit, recorder);
-    static_cast<void>(scdb::attach(std::move(before)));
-    return run;
-  };
-  const support::UnitWords unit = support::one_chip(row.kind);
-
-  // What _DATA holds before each call of the undisturbed run is what must be left when that call fails.
-  support::Recorder undisturbed(unit);
-  std::vector<std::size_t> stored;
-  undisturbed.on_call = [&](std::size_t index, std::span<const macro_word> data) {
-    stored.push_back(index < COMPLETE || index % SAMPLE_DISTANCE == 0 ? digest(data) : 0);
-  };
-  const support::RunResult reference = fresh_run(undisturbed, unit);
+  constexpr std::size_t COMPLETE = 2000;
+  constexpr std::size_t SPREAD = 16;
+  Trial trial(GetParam());
+  Follower undisturbed = trial.follower();
+  trial.run(undisturbed);
   ASSERT_GT(undisturbed.failable(), 0U) << "the case makes no call that could fail";
-  ASSERT_NE(reference.status, MACRO_FAILED) << "the case fails by itself";
-
-  for (const std::size_t index : calls_to_fail(undisturbed.failable())) {
-    support::Recorder recorder(unit);
-    recorder.fail_call(index);
-    const support::RunResult run = fresh_run(recorder, unit);
-    ASSERT_GT(recorder.failed_at(), 0U);
-    const std::string &failed = run.calls[recorder.failed_at() - 1];
-    SCOPED_TRACE(fmt::format("call {} of {}: {}", index + 1, undisturbed.failable(), failed));
-    ASSERT_TRUE(std::equal(run.calls.begin(), run.calls.begin() + static_cast<std::ptrdiff_t>(recorder.failed_at()),
-                           reference.calls.begin()))
-        << "the run differs before the failure";
-    ASSERT_TRUE(row.after(failed, std::span(run.calls).subspan(recorder.failed_at())))
-        << "calls after the failure: "
-        << testing::PrintToString(std::vector<std::string>(
-               run.calls.begin() + static_cast<std::ptrdiff_t>(recorder.failed_at()), run.calls.end()));
-    if (row.fails(failed)) {
-      ASSERT_EQ(run.status, MACRO_FAILED);
-      if (row.result_tells) {
-        ASSERT_EQ(run.result, -1);
-      }
-      if (row.data_stays) {
-        ASSERT_EQ(digest(run.data), stored[index]) << "_DATA is not what had been stored before the call";
-      }
-    }
+  ASSERT_NE(trial.status(), MACRO_FAILED) << "the case fails by itself";
+  const std::vector<std::size_t> calls = points(undisturbed.failable(), COMPLETE, SPREAD);
+  Course course = trial.course(calls);
+  for (const std::size_t call : calls) {
+    course.advance();
+    Follower follower = trial.follower();
+    follower.fail_call(call);
+    trial.run(follower);
+    SCOPED_TRACE(fmt::format("call {} of {}: {}", call + 1, undisturbed.failable(), follower.failed()));
+    ASSERT_EQ(follower.failed_index(), call);
+    trial.expect_stopped(follower, course);
+    if (HasFailure())
+      return;
   }
 }
 
@@ -98,13 +218,80 @@ std::string name_of_case(const testing::TestParamInfo<cases::Case> &info) {
   return fmt::format("{}_{}", info.param.input.macro, info.index);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryMacro, FailureLoop, testing::ValuesIn(all_cases()), name_of_case);
+INSTANTIATE_TEST_SUITE_P(EveryMacro, FailureLoop, testing::ValuesIn(cases::all()), name_of_case);
+
+class MachineFailure : public testing::TestWithParam<cases::Family> {};
+
+TEST_P(MachineFailure, ARefusedAccessEndsTheRun) {
+  for (const cases::Case &row : GetParam().rows) {
+    Trial trial(row);
+    Follower undisturbed = trial.follower();
+    std::vector<std::size_t> call_of;  // the call that makes an access
+    trial.run(undisturbed, Breakdown::none, 0, [&](std::size_t) { call_of.push_back(undisturbed.failable() - 1); });
+    const std::vector<std::size_t> accesses = points(call_of.size(), 300, 8);
+    std::vector<std::size_t> calls;
+    for (const std::size_t access : accesses)
+      if (calls.empty() || calls.back() != call_of[access])
+        calls.push_back(call_of[access]);
+
+    for (const auto &[how, reason] : {std::pair{Breakdown::dead, Reason::dead_chip},
+                                      std::pair{Breakdown::no_acknowledge, Reason::no_acknowledge}}) {
+      Course course = trial.course(calls);
+      std::size_t call = Follower::NONE;
+      for (const std::size_t access : accesses) {
+        if (call != call_of[access])
+          course.advance();
+        call = call_of[access];
+        Follower follower = trial.follower();
+        trial.run(follower, how, access);
+        SCOPED_TRACE(fmt::format("{}, {} at access {} of {}: {}", row.input.macro, name_of(how), access + 1,
+                                 call_of.size(), follower.failed()));
+        ASSERT_EQ(follower.failed_index(), call);
+        trial.expect_stopped(follower, course);
+        trial.expect_record(reason);
+        trial.expect_rings_restored(follower);
+        if (HasFailure())
+          return;
+      }
+    }
+  }
+}
+
+/// Nothing is refused: only a macro that looks for it can tell.  Every run ends all the same.
+TEST_P(MachineFailure, WithoutARefusalEveryRunEnds) {
+  for (const cases::Case &row : GetParam().rows) {
+    Trial trial(row);
+    Follower undisturbed = trial.follower();
+    trial.run(undisturbed);
+    const std::size_t count = trial.machine().accesses();
+    // Such a run goes on to its end: of a very long one, two have to do.
+    const std::vector<std::size_t> accesses = count > 10'000 ? points(count, 0, 2) : points(count, 64, 16);
+    for (const Breakdown how : {Breakdown::lost_write, Breakdown::lost_writes, Breakdown::stuck_0, Breakdown::stuck_1,
+                                Breakdown::inverted_answer})
+      for (const std::size_t access : accesses) {
+        Follower follower = trial.follower();
+        follower.limit(2 * undisturbed.failable() + 100);
+        trial.run(follower, how, access);
+        SCOPED_TRACE(fmt::format("{}, {} at access {} of {}", row.input.macro, name_of(how), access + 1, count));
+        ASSERT_TRUE(row.endless || !follower.limited());
+        trial.expect_no_access_failed(follower);
+        if (HasFailure())
+          return;
+      }
+  }
+}
+
+std::string name_of_family(const testing::TestParamInfo<cases::Family> &info) {
+  return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryMacro, MachineFailure, testing::ValuesIn(cases::families()), name_of_family);
 
 TEST(Cases, EveryMacroHasOne) {
   if (scdb::macros().empty())
     scdb::load_macro_library(MACRO_LIBRARY);
   std::set<std::string> covered;
-  for (const cases::Case &row : all_cases())
+  for (const cases::Case &row : cases::all())
     covered.insert(row.input.macro);
   for (const scdb::Macro &macro : scdb::macros())
     EXPECT_TRUE(covered.contains(macro.name)) << macro.name << " has no row";

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "scdb/macros.hpp"
+#include "support/stage.hpp"
 
 namespace support {
 
@@ -32,12 +32,12 @@ UnitWords all_chips(ChipKind kind) {
   return unit;
 }
 
-namespace {
-
 macro_word operand(const Call &call, std::string_view name) {
   const auto found = std::ranges::find(call.operands, name, &scdb::Operand::name);
   return found != call.operands.end() ? found->value : MACRO_ALL;
 }
+
+namespace {
 
 std::string addresses(std::span<const macro_word> list) {
   std::string text;
@@ -142,14 +142,8 @@ std::string line_of(const Call &call, const UnitWords &unit) {
 Reason Recorder::before(const Call &call) {
   if (call.primitive == Primitive::shift)
     return Reason::none;
-  const bool can_fail = call.primitive != Primitive::wait;
-  if (can_fail && on_call)
-    on_call(failable_, data_);
   lines_.push_back(line_of(call, unit_));
-  if (!can_fail || failable_++ != failing_)
-    return Reason::none;
-  failed_at_ = lines_.size();
-  return Reason::injected;
+  return call.primitive != Primitive::wait && failable_++ == failing_ ? Reason::injected : Reason::none;
 }
 
 std::vector<Chip> ScriptedMachine::chips() const {
@@ -224,72 +218,21 @@ Outcome ScriptedMachine::nested(const scdb::NestedCall &call) {
   return on_nested ? on_nested(call) : Outcome::success();
 }
 
-namespace {
-
-/// An area for a macro with words around it that must stay as they are.
-class Area {
- public:
-  Area(std::size_t size, const std::function<macro_word(std::size_t)> &fill) : words_(size + 2 * MARGIN, CANARY) {
-    for (std::size_t i = 0; i < size; ++i)
-      words_[MARGIN + i] = fill(i);
-  }
-  macro_word *data() { return words_.data() + MARGIN; }
-  [[nodiscard]] std::vector<macro_word> contents() const { return {words_.begin() + MARGIN, words_.end() - MARGIN}; }
-  [[nodiscard]] bool margins_untouched() const {
-    const auto untouched = [](macro_word word) { return word == CANARY; };
-    return std::all_of(words_.begin(), words_.begin() + MARGIN, untouched)
-           && std::all_of(words_.end() - MARGIN, words_.end(), untouched);
-  }
-
- private:
-  static constexpr std::ptrdiff_t MARGIN = 16;
-  static constexpr macro_word CANARY = 0xC0DEC0DE;
-  std::vector<macro_word> words_;
-};
-
-const scdb::Macro &macro_named(const std::string &name) {
-  if (scdb::macros().empty())
-    scdb::load_macro_library(MACRO_LIBRARY);
-  const scdb::Macro *macro = scdb::find_macro(std::string_view(name));
-  if (macro == nullptr)
-    throw std::invalid_argument("the library has no macro " + name);
-  return *macro;
-}
-
-}  // namespace
-
 RunResult run_macro(const RunInput &input, const UnitWords &unit, Recorder &recorder) {
-  constexpr std::size_t PARA_WORDS = 32;
-  constexpr std::size_t EXP_WORDS = 16;
-  Area para(PARA_WORDS, [&](std::size_t i) { return i < input.para.size() ? input.para[i] : 0; });
-  Area data(std::max(input.data_words, input.data.size()),
-            [&](std::size_t i) { return i < input.data.size() ? input.data[i] : background(i); });
-  Area err(ERROR_RECORD_WORDS, [](std::size_t) { return ERR_BACKGROUND; });
-  Area exp(EXP_WORDS, [](std::size_t) { return 0U; });
-  const std::vector<macro_word> para_before = para.contents();
-  const std::vector<macro_word> data_before = data.contents();
-  const scdb::Macro &macro = macro_named(input.macro);
-
+  Stage stage(input, unit);
   RunResult run;
   {
-    recorder.data_ = {data.data(), data.contents().size()};
     const scdb::Observing observing(recorder);
-    scdb::begin_run();
-    _RETURN = input.status;
-    run.result = macro.entry(unit.type, unit.number, unit.mring.data(), input.rw, para.data(), data.data(), err.data(),
-                             exp.data());
+    run.result = stage.run();
   }
   run.status = _RETURN;
-  run.data = data.contents();
-  std::ranges::copy(err.contents(), run.err.begin());
+  run.data.assign(stage.data().contents().begin(), stage.data().contents().end());
+  std::ranges::copy(stage.err().contents(), run.err.begin());
   run.calls = recorder.lines();
   for (std::size_t i = 0; i < run.data.size(); ++i)
-    if (run.data[i] != data_before[i])
+    if (run.data[i] != stage.data().before()[i])
       run.written.push_back(i);
-  EXPECT_TRUE(para.margins_untouched() && para.contents() == para_before) << input.macro << " wrote to _PARA";
-  EXPECT_TRUE(data.margins_untouched()) << input.macro << " wrote outside _DATA";
-  EXPECT_TRUE(err.margins_untouched()) << input.macro << " wrote outside _ERR";
-  EXPECT_TRUE(exp.margins_untouched()) << input.macro << " wrote outside _EXP";
+  EXPECT_TRUE(stage.kept_to_its_areas()) << input.macro << " wrote to _PARA, to _EXP or outside an area";
   return run;
 }
 

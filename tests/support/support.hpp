@@ -47,8 +47,8 @@ struct UnitWords {
 /// A nested macro's calls are indented by two blanks a level.
 [[nodiscard]] std::string line_of(const scdb::Call &call, const UnitWords &unit);
 
-struct RunInput;
-struct RunResult;
+/// An operand of a call by its name, MACRO_ALL where it has none of this name.
+[[nodiscard]] macro_word operand(const scdb::Call &call, std::string_view name);
 
 /// Records every primitive call but lmcr_shift, and can make one of them fail.
 class Recorder : public scdb::Observer {
@@ -57,26 +57,16 @@ class Recorder : public scdb::Observer {
 
   /// Makes the call of this index fail, 0 being the first; lmcr_shift and lmcr_wait are not counted.
   void fail_call(std::size_t index) { failing_ = index; }
-  /// Told before each call that can fail: its index among them, and what _DATA holds by then.
-  std::function<void(std::size_t index, std::span<const macro_word> data)> on_call;
 
   scdb::Reason before(const scdb::Call &call) override;
 
-  [[nodiscard]] const std::vector<std::string> &lines() const { return lines_; }
-  /// Calls that could have failed.
-  [[nodiscard]] std::size_t failable() const { return failable_; }
-  /// How many lines there were when the failing call had been recorded; 0 when none has failed.
-  [[nodiscard]] std::size_t failed_at() const { return failed_at_; }
+  [[nodiscard]] const Lines &lines() const { return lines_; }
 
  private:
-  friend RunResult run_macro(const RunInput &, const UnitWords &, Recorder &);
-  static constexpr std::size_t NONE = SIZE_MAX;
   UnitWords unit_;
-  std::span<const macro_word> data_;
-  std::vector<std::string> lines_;
+  Lines lines_;
   std::size_t failable_ = 0;
-  std::size_t failing_ = NONE;
-  std::size_t failed_at_ = 0;
+  std::size_t failing_ = SIZE_MAX;
 };
 
 /// A machine that has every chip and answers as told.  Reads nobody answers give random words, so that a
@@ -154,7 +144,8 @@ struct RunResult {
 inline constexpr macro_word ERR_BACKGROUND = 0x5A5A5A5A;
 
 /// Runs a macro of the library on the attached machine, recorded by `recorder`.  _PARA has 32 words, those after
-/// `input.para` 0.  The words of _EXP are 16 and 0.  Checks that the words around every area are left alone.
+/// `input.para` 0.  The words of _EXP are 16 and 0.  Checks that _PARA, _EXP and the words around
+/// every area are left alone.
 RunResult run_macro(const RunInput &input, const UnitWords &unit, Recorder &recorder);
 RunResult run_macro(const RunInput &input, const UnitWords &unit);
 
