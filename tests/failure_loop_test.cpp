@@ -13,6 +13,7 @@
 
 namespace {
 
+using scdb::Primitive;
 using scdb::Reason;
 using support::Breakdown;
 using support::ERR_BACKGROUND;
@@ -127,14 +128,17 @@ class Trial {
         << "_DATA is not what had been stored before the call";
   }
 
-  /// The record is that of a primitive whose access was refused, on the one chip that there is.
-  void expect_record(Reason reason) const {
+  /// The record is that of the primitive call that failed, or of a later one for the same reason.
+  void expect_record(const Follower &follower, Reason reason, macro_word place) const {
     const std::span<const macro_word> err = stage_.err().contents();
     const std::optional<scdb::Failure> failure = scdb::read_failure(err);
     ASSERT_TRUE(failure.has_value());
     EXPECT_EQ(failure->outcome.reason, reason);
-    const bool nested = failure->primitive == scdb::Primitive::maccall;
-    EXPECT_EQ(err[ERR_PLACE], nested ? MACRO_ALL : unit_.type << 24);
+    EXPECT_EQ(err[ERR_PLACE], place);
+    if (follower.later().empty()) {
+      EXPECT_EQ(failure->primitive, follower.failed_primitive());
+      EXPECT_EQ(failure->code, follower.failed_code());
+    }
     EXPECT_TRUE(std::ranges::all_of(err.subspan(ERR_SUBCODE), [](macro_word word) { return word == ERR_BACKGROUND; }));
   }
 
@@ -176,6 +180,8 @@ class Trial {
     EXPECT_TRUE(follower.left_open().empty());
   }
 
+  /// The word for the one chip there is.
+  [[nodiscard]] macro_word place() const { return unit_.type << 24; }
   [[nodiscard]] support::FailingMachine &machine() { return *machine_; }
   [[nodiscard]] macro_word status() const { return status_; }
 
@@ -188,6 +194,11 @@ class Trial {
   int result_ = 0;
   macro_word status_ = 0;
 };
+
+/// lmcr_bcast and the code generators receive no record.
+constexpr bool leaves_record(Primitive primitive) {
+  return primitive != Primitive::bcast && primitive < Primitive::egen;
+}
 
 class FailureLoop : public testing::TestWithParam<cases::Case> {};
 
@@ -209,6 +220,8 @@ TEST_P(FailureLoop, StopsAsItsRuleSays) {
     SCOPED_TRACE(fmt::format("call {} of {}: {}", call + 1, undisturbed.failable(), follower.failed()));
     ASSERT_EQ(follower.failed_index(), call);
     trial.expect_stopped(follower, course);
+    if (leaves_record(follower.failed_primitive()))
+      trial.expect_record(follower, Reason::injected, MACRO_ALL);
     if (HasFailure())
       return;
   }
@@ -248,7 +261,8 @@ TEST_P(MachineFailure, ARefusedAccessEndsTheRun) {
                                  call_of.size(), follower.failed()));
         ASSERT_EQ(follower.failed_index(), call);
         trial.expect_stopped(follower, course);
-        trial.expect_record(reason);
+        const bool in_machine = follower.failed_primitive() == Primitive::maccall;
+        trial.expect_record(follower, reason, in_machine ? MACRO_ALL : trial.place());
         trial.expect_rings_restored(follower);
         if (HasFailure())
           return;

@@ -28,6 +28,9 @@ const scdb::Macro &macro_named(const std::string &name) {
   return *macro;
 }
 
+/// The operands that go into word 2 of a record.
+constexpr std::string_view CODES[] = {"code", "ring", "number", "device", "address"};
+
 std::uint64_t mix(std::uint64_t digest, std::uint64_t word) {
   return (digest ^ word) * 0x9E3779B97F4A7C15U + (digest >> 29);
 }
@@ -102,6 +105,10 @@ void Follower::after(const Call &call, const scdb::CallResult &result) {
     if (failed_index_ == NONE) {
       failed_index_ = failable_ - 1;
       failed_ = line_of(call, unit_);
+      failed_primitive_ = call.primitive;
+      for (const scdb::Operand &operand : call.operands)
+        if (std::ranges::find(CODES, operand.name) != std::end(CODES))
+          failed_code_ = operand.value;
     }
     return;
   }

@@ -82,6 +82,9 @@ class Follower : public scdb::Observer {
   /// The index of the call that failed first, and its line; NONE when none has failed.
   [[nodiscard]] std::size_t failed_index() const { return failed_index_; }
   [[nodiscard]] const std::string &failed() const { return failed_; }
+  /// Words 1 and 2 of the record that it leaves, if it leaves one.
+  [[nodiscard]] scdb::Primitive failed_primitive() const { return failed_primitive_; }
+  [[nodiscard]] macro_word failed_code() const { return failed_code_; }
   /// The calls after it.
   [[nodiscard]] const Lines &later() const { return later_; }
 
@@ -97,6 +100,8 @@ class Follower : public scdb::Observer {
   std::uint64_t digest_ = 0;
   std::size_t failed_index_ = NONE;
   std::string failed_;
+  scdb::Primitive failed_primitive_{};
+  macro_word failed_code_ = 0;
   Lines later_;
   std::set<macro_word> opened_;
   std::set<macro_word> left_open_;
