@@ -2,9 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <bitset>
 #include <map>
-#include <random>
 
 #include "scdb/macros.hpp"
 #include "scdb/record.hpp"
@@ -266,116 +264,6 @@ TEST_F(Primitives, ScanChecksItsArguments) {
   EXPECT_EQ(take_failure(), "lmcr_mbcreg, register 0x00030002: the count or length is out of range (bad argument)");
   lmcr_mbcreg(2, 0, MACRO_ALL, 0, 0x30002, 4, _SCANBUFFER, 1, &_RETURN, err_.data(), 1, 1, unit_.mring.data());
   EXPECT_EQ(take_failure(), "lmcr_mbcreg, register 0x00030002: the machine has no such kind of access (refused)");
-}
-
-/// Insertion and extraction against a model that handles one bit at a time.
-class RingBits : public Primitives {
- protected:
-  RingBits() {
-    for (unsigned i = 0; i < SCANBUFFER_WORDS; ++i)
-      _SCANBUFFER[i] = static_cast<macro_word>(random_());
-  }
-
-  static bool get(unsigned position) { return (_SCANBUFFER[position / 32] >> (31 - position % 32) & 1) != 0; }
-
-  /// Positions that the addresses name, in the order in which bits are handed out.
-  static std::vector<unsigned> positions(const std::vector<macro_word> &addresses) {
-    std::vector<unsigned> list;
-    for (const macro_word address : addresses)
-      for (unsigned i = 0; i <= address >> 28; ++i)
-        list.push_back((address & 0x7FFFF) + i);
-    return list;
-  }
-
-  /// Calls with up to eight addresses; further ones are not looked at.
-  void insert(macro_word value, macro_word mask, std::vector<macro_word> a) {
-    a.resize(8);
-    lmcr_sin(_SCANBUFFER, err_.data(), &_RETURN, value, mask, a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7]);
-  }
-  macro_word extract(macro_word mask, std::vector<macro_word> a) {
-    a.resize(8);
-    return lmcr_sout(_SCANBUFFER, err_.data(), &_RETURN, mask, a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7]);
-  }
-
-  std::mt19937 random_{20261121};
-};
-
-TEST_F(RingBits, AgreeWithTheModel) {
-  struct Row {
-    macro_word mask;
-    std::vector<macro_word> addresses;
-  };
-  std::vector<Row> rows{
-      {7, {0x01E00002, 0x01E00001, 0x01E00000}},      // single bits down
-      {7, {0x21E00041}},                              // the same as one run
-      {0x3FF, {0x01E8070E, 0x81E80711}},              // a single bit and a run
-      {0xFFFFFFFF, {0xF1E0000C, 0xF1E0001C}},         // runs end to end
-      {0xFFFF0000, {0xF1806812}},                     // the upper half
-      {0xFF000000, {0x71E0004C}},                     // over a word's end
-      {0x1FF7, {0x1D, 0x1C, 0x23, 0x71E00100, 0x5}},  // a mask with a hole
-      {0xA0000005, {0x3F, 0x20, 0x21, 0x0}},          // scattered
-      {0x80000001, {0x01E0FFFF, 0x01E0FFFE}},         // the last bits of the buffer
-      {0xFFFFFFFF, {0x70000000, 0x10000020, 0x30000024, 0xF0000030, 0x00000100, 0x00000101}},
-      {0, {}},
-  };
-  for (int i = 0; i < 500; ++i) {
-    Row row{0, {}};
-    unsigned bits = 0;
-    while (row.addresses.size() < 8 && bits < 17) {
-      const auto length = static_cast<macro_word>(random_() % 16);
-      const bool follows =
-          random_() % 3 == 0 && !row.addresses.empty() && row.addresses.back() >> 28 == 0 && row.addresses.back() > 0;
-      row.addresses.push_back(follows ? row.addresses.back() - 1
-                                      : length << 28 | static_cast<macro_word>(random_() % 0xFFF0));
-      bits += (row.addresses.back() >> 28) + 1;
-    }
-    while (std::bitset<32>(row.mask).count() < bits && bits <= 32)
-      row.mask |= 1U << random_() % 32;
-    if (bits <= 32)
-      rows.push_back(row);
-  }
-  for (const Row &row : rows) {
-    SCOPED_TRACE(fmt::format("mask {:X}, first address {:X}", row.mask, row.addresses.empty() ? 0 : row.addresses[0]));
-    const auto value = static_cast<macro_word>(random_());
-    const std::vector<unsigned> places = positions(row.addresses);
-    std::vector<bool> expected(SCANBUFFER_WORDS * std::size_t{32});
-    for (unsigned position = 0; position < expected.size(); ++position)
-      expected[position] = get(position);
-    std::size_t next = 0;
-    for (int bit = 31; bit >= 0; --bit)
-      if ((row.mask >> bit & 1) != 0)
-        expected[places.at(next++)] = (value >> bit & 1) != 0;
-    insert(value, row.mask, row.addresses);
-    ASSERT_EQ(take_failure(), "none");
-    for (unsigned position = 0; position < expected.size(); ++position)
-      ASSERT_EQ(get(position), expected[position]) << "position " << position;
-
-    macro_word read = 0;
-    next = 0;
-    for (int bit = 31; bit >= 0; --bit)
-      if ((row.mask >> bit & 1) != 0)
-        read |= macro_word{get(places.at(next++))} << bit;
-    ASSERT_EQ(extract(row.mask, row.addresses), read);
-  }
-}
-
-TEST_F(RingBits, RefuseWhatDoesNotFitAndLeaveTheBufferAlone) {
-  const std::vector<macro_word> before(_SCANBUFFER, _SCANBUFFER + SCANBUFFER_WORDS);
-  insert(MACRO_ALL, 7, {0x01E00000, 0x21E00010});
-  EXPECT_EQ(take_failure(),
-            "lmcr_sin, ring bit address 0x21E00010: the ring bit addresses name more bits than the mask has (bad "
-            "argument)");
-  insert(MACRO_ALL, 3, {0x01E00000, 0x01E10000});
-  EXPECT_EQ(
-      take_failure(),
-      "lmcr_sin, ring bit address 0x01E10000: the ring bit address reaches beyond the scan buffer (bad argument)");
-  EXPECT_EQ(extract(0xFF, {0x71E0FFF9}), 0U);
-  EXPECT_EQ(
-      take_failure(),
-      "lmcr_sout, ring bit address 0x71E0FFF9: the ring bit address reaches beyond the scan buffer (bad argument)");
-  lmcr_sin(nullptr, err_.data(), &_RETURN, 1, 1, macro_word{0});
-  EXPECT_EQ(take_failure(), "lmcr_sin, ring bit address 0x00: a pointer that is needed is null (bad argument)");
-  EXPECT_TRUE(std::equal(before.begin(), before.end(), _SCANBUFFER));
 }
 
 TEST_F(Primitives, ShiftMovesFields) {

@@ -1,31 +1,10 @@
 #include "scdb/rings/ring.hpp"
 
-#include <bit>
-
 namespace scdb {
-namespace {
-
-/// The order of the bits of a word turned round.
-constexpr macro_word reverse(macro_word word) {
-  word = (word & 0x55555555) << 1 | (word >> 1 & 0x55555555);
-  word = (word & 0x33333333) << 2 | (word >> 2 & 0x33333333);
-  word = (word & 0x0F0F0F0F) << 4 | (word >> 4 & 0x0F0F0F0F);
-  word = (word & 0x00FF00FF) << 8 | (word >> 8 & 0x00FF00FF);
-  return word << 16 | word >> 16;
-}
-
-constexpr bool contiguous(macro_word mask) {
-  const macro_word top = mask << std::countl_zero(mask);
-  return (top & (~top >> 1)) == 0;
-}
-
-}  // namespace
 
 void insert_bits(macro_word *buffer, std::span<const Stretch> stretches, macro_word packed) {
   for (const Stretch &stretch : stretches) {
-    // The first bits handed out, right-aligned, in the order of rising positions.
-    const macro_word field = stretch.descending ? reverse(packed) : packed >> (32 - stretch.length);
-    put_field(buffer, stretch.position, stretch.length, field);
+    insert_bits(buffer, stretch, packed);
     packed = stretch.length < 32 ? packed << stretch.length : 0;
   }
 }
@@ -34,9 +13,7 @@ macro_word extract_bits(const macro_word *buffer, std::span<const Stretch> stret
   macro_word packed = 0;
   unsigned used = 0;
   for (const Stretch &stretch : stretches) {
-    const macro_word field = get_field(buffer, stretch.position, stretch.length);
-    const macro_word left_aligned = stretch.descending ? reverse(field) : field << (32 - stretch.length);
-    packed |= left_aligned >> used;
+    packed |= extract_bits(buffer, stretch) >> used;
     used += stretch.length;
   }
   return packed;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -59,18 +60,57 @@ constexpr void put_field(macro_word *buffer, unsigned position, unsigned length,
     buffer[word + 1] = (buffer[word + 1] & ~static_cast<macro_word>(ones)) | static_cast<macro_word>(bits);
 }
 
+/// The order of the bits of a word turned round.
+[[nodiscard]] constexpr macro_word reverse(macro_word word) {
+  word = (word & 0x55555555) << 1 | (word >> 1 & 0x55555555);
+  word = (word & 0x33333333) << 2 | (word >> 2 & 0x33333333);
+  word = (word & 0x0F0F0F0F) << 4 | (word >> 4 & 0x0F0F0F0F);
+  word = (word & 0x00FF00FF) << 8 | (word >> 8 & 0x00FF00FF);
+  return word << 16 | word >> 16;
+}
+
 /// Ring bits that lie side by side and are handed out one after another.
 struct Stretch {
   unsigned position;  ///< of the lowest
   unsigned length;    ///< 1 to 32
   bool descending;    ///< the highest position is handed out first
+
+  /// Takes the bits of one more address in, if they go on where these end.
+  constexpr bool extend(const RingBits &bits) {
+    if (bits.length == 1 && bits.position + 1 == position && (descending || length == 1)) {
+      descending = true;
+      --position;
+    } else if (bits.position == position + length && (!descending || length == 1)) {
+      descending = false;
+    } else {
+      return false;
+    }
+    length += bits.length;
+    return true;
+  }
 };
 
-/// Puts the bits of `packed`, from its most significant down, into the bits of the stretches.
-void insert_bits(macro_word *buffer, std::span<const Stretch> stretches, macro_word packed);
+/// Puts the most significant bits of `packed`, from the first down, into the bits of a stretch.
+constexpr void insert_bits(macro_word *buffer, const Stretch &stretch, macro_word packed) {
+  put_field(buffer, stretch.position, stretch.length,
+            stretch.descending ? reverse(packed) : packed >> (32 - stretch.length));
+}
 
-/// The bits of the stretches, packed from the most significant bit down, 0 after the last.
+/// The bits of a stretch, packed from the most significant bit down, 0 after the last.
+[[nodiscard]] constexpr macro_word extract_bits(const macro_word *buffer, const Stretch &stretch) {
+  const macro_word field = get_field(buffer, stretch.position, stretch.length);
+  return stretch.descending ? reverse(field) : field << (32 - stretch.length);
+}
+
+/// The same for several stretches, one after another.
+void insert_bits(macro_word *buffer, std::span<const Stretch> stretches, macro_word packed);
 [[nodiscard]] macro_word extract_bits(const macro_word *buffer, std::span<const Stretch> stretches);
+
+/// Whether the bits of a mask lie side by side.
+[[nodiscard]] constexpr bool contiguous(macro_word mask) {
+  const macro_word top = mask << (std::countl_zero(mask) & 31);
+  return (top & (~top >> 1)) == 0;
+}
 
 /// Bits of `value` under `mask`, moved together at the most significant end.
 [[nodiscard]] macro_word pack(macro_word value, macro_word mask);
