@@ -6,7 +6,7 @@ namespace host {
 
 /// Wrong usage or input: what() is one line for people that names what was wrong and what would be right.  The command
 /// ends with ExitStatus::usage.
-class InputError : public std::runtime_error {
+class [[nodiscard]] InputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };

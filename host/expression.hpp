@@ -10,7 +10,7 @@
 namespace host {
 
 /// What is wrong with an expression, in a line for people.
-class ExpressionError : public std::runtime_error {
+class [[nodiscard]] ExpressionError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };

@@ -1,4 +1,4 @@
 #pragma once
 
 /// Marks what libscdb.so offers to other programs; everything else stays inside.
-#define SCDB_API __attribute__((visibility("default")))
+#define SCDB_API [[gnu::visibility("default")]]

@@ -108,7 +108,7 @@ class SCDB_API Machine {
 
 /// A machine that cannot be had: its description does not exist or says something wrong.  what() is one line for
 /// people, with file, line and column where there are such.
-class SCDB_API MachineError : public std::runtime_error {
+class [[nodiscard]] SCDB_API MachineError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
   MachineError(const MachineError &) = default;

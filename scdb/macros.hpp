@@ -47,7 +47,7 @@ struct Identification {
 [[nodiscard]] SCDB_API std::optional<Identification> parse_identification(std::string_view text);
 
 /// Why a macro library was not loaded; what() is one line for people.
-class SCDB_API LibraryError : public std::runtime_error {
+class [[nodiscard]] SCDB_API LibraryError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
   LibraryError(const LibraryError &) = default;

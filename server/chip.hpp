@@ -106,23 +106,23 @@ class ChipModel {
 
   // The chip's logic.  A reason other than none makes the access fail.
   /// An instruction is about to read its register.
-  virtual scdb::Reason before_read(unsigned code);
+  [[nodiscard]] virtual scdb::Reason before_read(unsigned code);
   /// An instruction has written its register.
-  virtual scdb::Reason after_write(unsigned code, macro_word word);
+  [[nodiscard]] virtual scdb::Reason after_write(unsigned code, macro_word word);
   /// An instruction was issued without data.
-  virtual scdb::Reason instructed(unsigned code);
+  [[nodiscard]] virtual scdb::Reason instructed(unsigned code);
   /// A device is about to be read.  @param instance number of the port bit among the device's ports.
-  virtual scdb::Reason before_device_read(unsigned device, unsigned instance);
+  [[nodiscard]] virtual scdb::Reason before_device_read(unsigned device, unsigned instance);
   /// A ring was written.
   virtual void ring_written(unsigned ring);
   /// A device was written.  @param instance number of the port bit among the device's ports.
-  virtual scdb::Reason device_written(unsigned device, unsigned instance);
+  [[nodiscard]] virtual scdb::Reason device_written(unsigned device, unsigned instance);
   /// Maintenance-bus access; by default there is no such bus.
-  virtual scdb::Reason access_mbc(scdb::Direction direction, macro_word bank, macro_word address, unsigned bytes,
-                                  macro_word &word);
+  [[nodiscard]] virtual scdb::Reason access_mbc(scdb::Direction direction, macro_word bank, macro_word address,
+                                                unsigned bytes, macro_word &word);
   [[nodiscard]] virtual bool has_mbc(macro_word address) const;
   /// A macro that the blueprint lists, called for this chip.
-  virtual scdb::Reason run_nested(const scdb::NestedCall &call);
+  [[nodiscard]] virtual scdb::Reason run_nested(const scdb::NestedCall &call);
 
  private:
   /// The register behind an instruction.
@@ -140,10 +140,10 @@ class ChipModel {
   };
 
   [[nodiscard]] scdb::Outcome outcome(scdb::Reason reason) const;
-  scdb::Reason jtag_read(unsigned code, macro_word &word);
-  scdb::Reason jtag_write(unsigned code, macro_word word, bool lost);
-  scdb::Reason transfer(const Device &device, scdb::Direction direction, macro_word port, unsigned mode,
-                        std::span<macro_word> words, unsigned bytes, bool lost);
+  [[nodiscard]] scdb::Reason jtag_read(unsigned code, macro_word &word);
+  [[nodiscard]] scdb::Reason jtag_write(unsigned code, macro_word word, bool lost);
+  [[nodiscard]] scdb::Reason transfer(const Device &device, scdb::Direction direction, macro_word port, unsigned mode,
+                                      std::span<macro_word> words, unsigned bytes, bool lost);
 
   scdb::Chip where_;
   std::uint64_t now_ = 0;

@@ -28,7 +28,7 @@ class MemoryPorts {
 
   // The chip's hooks.
   /// A command word was given to the scan logic.  @return whether it was one for a port.
-  bool command(State &state, macro_word word) const;
+  [[nodiscard]] bool command(State &state, macro_word word) const;
   /// A ring was written.
   void ring_written(State &state, unsigned ring) const;
   /// A JTAG instruction was issued, with a word or without.  @param now microseconds since power-on.

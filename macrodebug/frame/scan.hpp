@@ -11,12 +11,31 @@
 namespace frame {
 
 // Never defined: a field that is wrong calls one of these, which a constant expression cannot, and does not compile.
+void a_ring_code_has_9_bits_and_a_position_lies_in_the_scan_buffer();
 void a_single_bit_has_no_run_length();
 void a_run_has_1_to_16_bits();
 void a_field_names_as_many_ring_bits_as_its_mask_has();
+void a_field_lies_in_the_scan_buffer();
+void a_field_lies_in_one_ring();
+void a_field_names_each_ring_bit_once();
+
+// The parts of an address.
+[[nodiscard]] constexpr macro_word ring_of(macro_word address) {
+  return address >> 19 & 0x1FF;
+}
+[[nodiscard]] constexpr macro_word position_of(macro_word address) {
+  return address & 0x7FFFF;
+}
+[[nodiscard]] constexpr macro_word length_of(macro_word address) {
+  return (address >> 28) + 1;
+}
+
+inline constexpr macro_word SCANBUFFER_BITS = macro_word{SCANBUFFER_WORDS} * 32;
 
 /// The address of one ring bit.
 [[nodiscard]] consteval macro_word ring_bit(macro_word ring, macro_word position) {
+  if (ring > 0x1FF || position >= SCANBUFFER_BITS)
+    a_ring_code_has_9_bits_and_a_position_lies_in_the_scan_buffer();
   return ring << 19 | position;
 }
 
@@ -28,14 +47,14 @@ struct Addresses {
 
 /// The bit at this address.
 [[nodiscard]] consteval Addresses<1> bit(macro_word address) {
-  if (address >> 28 != 0)
+  if (length_of(address) != 1)
     a_single_bit_has_no_run_length();
   return {{address}};
 }
 
 /// The run of `length` bits, 1 to 16, from this address up.
 [[nodiscard]] consteval Addresses<1> run(macro_word address, unsigned length) {
-  if (address >> 28 != 0 || length < 1 || length > 16)
+  if (length_of(address) != 1 || length < 1 || length > 16)
     a_run_has_1_to_16_bits();
   return {{(macro_word{length} - 1) << 28 | address}};
 }
@@ -60,27 +79,43 @@ struct Field {
     Field moved{*this};
     for (macro_word &address : moved.addresses)
       address += offset;
+    moved.check();
     return moved;
+  }
+
+  /// Does not compile for a field that is none.
+  constexpr void check() const {
+    macro_word bits = 0;
+    for (unsigned i = 0; i < N; ++i) {
+      const macro_word position = position_of(addresses[i]);
+      const macro_word end = position + length_of(addresses[i]);
+      if (end > SCANBUFFER_BITS)
+        a_field_lies_in_the_scan_buffer();
+      if (ring_of(addresses[i]) != ring_of(addresses[0]))
+        a_field_lies_in_one_ring();
+      for (unsigned k = 0; k < i; ++k)
+        if (position_of(addresses[k]) < end && position < position_of(addresses[k]) + length_of(addresses[k]))
+          a_field_names_each_ring_bit_once();
+      bits += length_of(addresses[i]);
+    }
+    for (macro_word left = mask; left != 0; left &= left - 1)
+      --bits;
+    if (bits != 0)
+      a_field_names_as_many_ring_bits_as_its_mask_has();
   }
 };
 
-/// Makes a field of its parts.  They must name as many bits as the mask has.
+/// Makes a field of its parts: bits of one ring, each named once, as many as the mask has.
 template <unsigned... N>
 [[nodiscard]] consteval Field<(N + ...)> field(macro_word mask, const Addresses<N> &...parts) {
   Field<(N + ...)> made{mask, {}};
   unsigned count = 0;
-  unsigned bits = 0;
   const auto append = [&](const auto &part) {
-    for (const macro_word address : part.words) {
+    for (const macro_word address : part.words)
       made.addresses[count++] = address;
-      bits += (address >> 28) + 1;
-    }
   };
   (append(parts), ...);
-  for (; mask != 0; mask &= mask - 1)
-    --bits;
-  if (bits != 0)
-    a_field_names_as_many_ring_bits_as_its_mask_has();
+  made.check();
   return made;
 }
 
