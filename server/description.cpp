@@ -147,7 +147,7 @@ void Reader::read_chips(const toml::table &table, Description::PerKind &chips) c
           static_cast<unsigned>(integer(*node, fmt::format("{} chips of a board", kind.name), 0, kind.limit));
   std::vector<std::string_view> accepted;
   for (const Kind &kind : CHIP_KINDS)
-    accepted.push_back(kind.name);
+    accepted.emplace_back(kind.name);
   if (&chips != &into_.chips)
     accepted.push_back("number");
   check_keys(table, accepted);
@@ -195,7 +195,7 @@ void Reader::read_setting(const Selector &chips, std::string_view name, const to
     if (!chips.board && !chips.number)
       accepted.push_back("rings");
     for (const Parameter &parameter : parameters)
-      accepted.push_back(parameter.name);
+      accepted.emplace_back(parameter.name);
     fail(node, fmt::format("unknown key '{}' of {} chips; accepted here: {}", name, scdb::info(chips.kind).name,
                            fmt::join(accepted, ", ")));
   }

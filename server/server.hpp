@@ -13,6 +13,8 @@ class Server final : public scdb::Machine {
  public:
   /// @throw scdb::MachineError when a fault sits on a chip or a place that the machine does not have.
   explicit Server(const Description &description);
+  ~Server() override = default;
+  Server &operator=(const Server &) = delete;
 
   [[nodiscard]] std::string name() const override { return name_; }
   [[nodiscard]] bool simulated() const override { return true; }
@@ -41,7 +43,7 @@ class Server final : public scdb::Machine {
 
  private:
   Server(const Server &other)
-      : scdb::Machine{},
+      : scdb::Machine{},  // NOLINT(readability-redundant-member-init): gcc wants the base of a copy named
         name_{other.name_},
         broadcast_{other.broadcast_},
         now_{other.now_},
