@@ -39,7 +39,7 @@ macro_word Cells::mask(std::size_t index) const {
 macro_word Cells::initial(std::size_t index) const {
   if (layout_.contents != nullptr)
     return layout_.contents(seed_, index) & mask(index);
-  return layout_.reset.value_or(mix(seed_, static_cast<macro_word>(index))) & mask(index);
+  return (layout_.reset ? *layout_.reset : mix(seed_, static_cast<macro_word>(index))) & mask(index);
 }
 
 void Cells::set(std::size_t index, macro_word word) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fmt/format.h>
+
 #include "cases_arrays.hpp"
 #include "cases_clock.hpp"
 #include "cases_cpu_registers.hpp"
@@ -28,6 +30,15 @@ inline std::vector<Case> all() {
   for (const Family &family : families())
     rows.insert(rows.end(), family.rows.begin(), family.rows.end());
   return rows;
+}
+
+/// The description of the case's server with no more chips than the case takes: it is copied for each run.
+inline std::string small_server(const Case &row) {
+  const bool linked = row.kind == scdb::ChipKind::xb;  // with other boards
+  std::string text = (linked ? "" : "boards = [0]\n") + row.server + "\n[chips]\n";
+  for (const scdb::ChipKindInfo &kind : scdb::CHIP_KINDS)
+    text += fmt::format("{} = {}\n", kind.name, kind.kind != row.kind ? 0 : linked ? 2 : 1);
+  return text;
 }
 
 }  // namespace cases

@@ -65,21 +65,12 @@ class Course {
   std::size_t next_ = 0;
 };
 
-/// The description of the case's server with no more chips than the case takes: it is copied for each run.
-std::string small_server(const cases::Case &row) {
-  const bool linked = row.kind == scdb::ChipKind::xb;  // with other boards
-  std::string text = (linked ? "" : "boards = [0]\n") + row.server + "\n[chips]\n";
-  for (const scdb::ChipKindInfo &kind : scdb::CHIP_KINDS)
-    text += fmt::format("{} = {}\n", kind.name, kind.kind != row.kind ? 0 : linked ? 2 : 1);
-  return text;
-}
-
 /// Runs of one case, each on a machine as good as new.
 class Trial {
  public:
   explicit Trial(const cases::Case &row)
       : row_{row},
-        server_{scdb::open_machine_text(small_server(row), "server of the case")},
+        server_{scdb::open_machine_text(cases::small_server(row), "server of the case")},
         unit_{support::one_chip(row.kind)},
         stage_(row.input, unit_) {}
   ~Trial() { static_cast<void>(scdb::attach(nullptr)); }

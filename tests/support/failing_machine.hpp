@@ -48,7 +48,7 @@ class FailingMachine : public scdb::Machine {
   }
   [[nodiscard]] bool offers(macro_word number) const override { return sound_->offers(number); }
   void wait(macro_word microseconds) override { sound_->wait(microseconds); }
-  scdb::Outcome jtag(std::span<const scdb::Chip> chips, scdb::JtagAccess access, unsigned code,
+  scdb::Outcome jtag(std::span<const scdb::Chip> chips, scdb::JtagAccess kind, unsigned code,
                      macro_word &word) override;
   scdb::Outcome read_ring(std::span<const scdb::Chip> chips, unsigned ring, std::span<macro_word> words) override;
   scdb::Outcome write_ring(std::span<const scdb::Chip> chips, unsigned ring,
