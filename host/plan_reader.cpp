@@ -285,7 +285,7 @@ class PlanReader final : TomlReader {
   std::chrono::milliseconds timeout_{0};
 };
 
-class TitleReader : TomlReader {
+class TitleReader final : TomlReader {
  public:
   explicit TitleReader(const std::string &origin) : TomlReader{origin} {}
   [[nodiscard]] std::string read(std::string_view source) const { return needed_text(parse(source), "title"); }
