@@ -23,7 +23,7 @@ using Json = nlohmann::ordered_json;
 
 /// What came of the access to one chip.
 struct ChipResult {
-  scdb::Chip chip;
+  scdb::Chip chip{};
   Answer answer;
   std::optional<scdb::Failure> failure;
 };

@@ -26,7 +26,7 @@ void add_direct_options(CLI::App &command, DirectOptions &options);
 
 /// One chip that is accessed, and the error record of the access.
 struct ChipCall {
-  scdb::Chip chip;
+  scdb::Chip chip{};
   Selection unit;  ///< this chip alone
   std::array<macro_word, ERROR_RECORD_WORDS> record{};
 };

@@ -1,3 +1,5 @@
+#include <bit>
+
 #include "scdb/context.hpp"
 
 namespace scdb {
@@ -17,12 +19,11 @@ Outcome resolve(const Machine &machine, const Unit &unit, const Triple &triple, 
       || (selected & ~chip_mask(*kind)) != 0)
     return Outcome::failure(Reason::bad_triple);
 
-  for (unsigned board = 0; board < BOARDS; ++board) {
-    if ((boards >> board & 1) == 0)
-      continue;
-    for (unsigned number = 0; number < info(*kind).limit; ++number) {
-      if ((unit.mring[board] & selected & chip_bit(*kind, number)) == 0)
-        continue;
+  // Once for each bit that is set.
+  for (macro_word board_bits = boards; board_bits != 0; board_bits &= board_bits - 1) {
+    const int board = std::countr_zero(board_bits);
+    for (macro_word bits = unit.mring[board] & selected; bits != 0; bits &= bits - 1) {
+      const unsigned number = static_cast<unsigned>(std::countr_zero(bits)) - info(*kind).first_bit;
       const Chip chip{*kind, static_cast<std::uint8_t>(board), static_cast<std::uint8_t>(number)};
       if (!machine.has(chip))
         return Outcome::failure(Reason::missing_chip, chip);

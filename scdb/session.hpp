@@ -53,8 +53,8 @@ SCDB_API void begin_run();
 
 /// A ring that was opened by a scan of mode 128 and not closed by one of mode 129.
 struct OpenRing {
-  Chip chip;
-  unsigned ring;
+  Chip chip{};
+  unsigned ring = 0;
   friend constexpr auto operator<=>(const OpenRing &, const OpenRing &) = default;
 };
 

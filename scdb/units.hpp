@@ -19,9 +19,9 @@ inline constexpr unsigned BOARDS = MRING_WORDS;
 
 /// One chip: kind, system board (0 to 15) and number on the board.
 struct Chip {
-  ChipKind kind = ChipKind::cpu;
-  std::uint8_t board = 0;
-  std::uint8_t number = 0;
+  ChipKind kind;
+  std::uint8_t board;
+  std::uint8_t number;
 
   friend constexpr auto operator<=>(const Chip &, const Chip &) = default;
 };
@@ -125,7 +125,7 @@ class ChipList {
   [[nodiscard]] constexpr const Chip *end() const { return chips_.data() + size_; }
 
  private:
-  std::array<Chip, CAPACITY> chips_{};
+  std::array<Chip, CAPACITY> chips_;  // left as it is: every access makes a list, mostly of one chip
   unsigned size_ = 0;
 };
 

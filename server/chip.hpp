@@ -59,7 +59,7 @@ struct Parameter {
 
 /// What a chip is built from.
 struct ChipSetup {
-  scdb::Chip chip;
+  scdb::Chip chip{};
   macro_word seed = 0;
   std::map<unsigned, std::size_t> rings;  ///< ring code and length in bits
   std::map<std::string, std::int64_t, std::less<>> parameters;

@@ -51,10 +51,8 @@ constexpr unsigned SELECTORS = 6;
 constexpr unsigned GROUP_SPAN = 96;
 constexpr unsigned DATA_GROUP_0 = 26642;
 constexpr unsigned CONTROL_GROUP_0 = 4114;
-constexpr unsigned group_position(unsigned base, unsigned group, unsigned bit) {
-  const unsigned first = base + group * GROUP_SPAN;
-  return bit < 64 ? first + GROUP_SPAN - 1 - bit : first + bit - 64;
-}
+constexpr unsigned PIECE_BITS = 16;
+constexpr unsigned PIECES = GROUP_BITS / PIECE_BITS;
 constexpr unsigned RAM_ADDRESS[] = {4027, 4026, 4042, 4041, 4040, 4039, 4038, 4037, 4035, 4034};
 constexpr unsigned GROUP_0_WRITES = 4048;    ///< and up from there: 1 = the group is written, 0 = read
 constexpr unsigned GROUP_0_DISABLED = 4064;  ///< and down from there
@@ -70,6 +68,15 @@ constexpr macro_word SETTLING = 1000;  ///< microseconds, of a reset and of a st
 constexpr macro_word IDLE = 0;
 constexpr macro_word RESET = 1;
 constexpr macro_word STARTED = 2;
+
+/// The order of the bits of a word turned round.
+constexpr macro_word reverse(macro_word word) {
+  word = (word & 0x55555555) << 1 | (word >> 1 & 0x55555555);
+  word = (word & 0x33333333) << 2 | (word >> 2 & 0x33333333);
+  word = (word & 0x0F0F0F0F) << 4 | (word >> 4 & 0x0F0F0F0F);
+  word = (word & 0x00FF00FF) << 8 | (word >> 8 & 0x00FF00FF);
+  return word << 16 | word >> 16;
+}
 
 constexpr macro_word odd_parity(macro_word byte) {
   return (std::popcount(byte) & 1) == 0 ? 1 : 0;
@@ -100,31 +107,42 @@ MemoryPorts::MemoryPorts(State &state) {
   link_time_ = add_register("link time", 1, "of the last phase, in microseconds");
 }
 
-bool MemoryPorts::bit(State &state, Ring ring, std::size_t position) {
-  if (!ring || position >= state.cells()[*ring].layout().part.entries)
-    return false;
-  return (state.read(*ring, position / 32) >> (31 - position % 32) & 1) != 0;
-}
-
-void MemoryPorts::set_bit(State &state, Ring ring, std::size_t position, bool value) {
-  if (!ring || position >= state.cells()[*ring].layout().part.entries)
-    return;
-  const macro_word mask = macro_word{1} << (31 - position % 32);
-  const macro_word held = state.cells()[*ring].get(position / 32);
-  state.write(*ring, position / 32, value ? held | mask : held & ~mask);
-}
+// A value stands in one word of the ring or in two.  A ring may be shorter than it should be, or be missing: what lies
+// beyond its end reads as 0 and takes nothing.
 
 macro_word MemoryPorts::value(State &state, Ring ring, Bits bits) {
-  macro_word word = 0;
-  for (unsigned i = 0; i < bits.count; ++i)
-    word = word << 1 | (bit(state, ring, bits.order == Bits::UP ? bits.first + i : bits.first - i) ? 1 : 0);
-  return word;
+  const unsigned lowest = bits.lowest();
+  std::uint64_t window = 0;
+  for (const unsigned index : {lowest / 32, lowest / 32 + 1}) {
+    const bool there = ring && index < state.cells()[*ring].size() && index * 32 < lowest + bits.count;
+    window = window << 32 | (there ? state.read(*ring, index) : 0);
+  }
+  const auto left_aligned = static_cast<macro_word>(window << lowest % 32 >> 32);
+  return bits.order == Bits::UP ? left_aligned >> (32 - bits.count)
+                                : reverse(left_aligned) & MACRO_ALL >> (32 - bits.count);
 }
 
 void MemoryPorts::set_value(State &state, Ring ring, Bits bits, macro_word value) {
-  for (unsigned i = 0; i < bits.count; ++i)
-    set_bit(state, ring, bits.order == Bits::UP ? bits.first + i : bits.first - i,
-            (value >> (bits.count - 1 - i) & 1) != 0);
+  const unsigned lowest = bits.lowest();
+  const macro_word left_aligned = bits.order == Bits::UP ? value << (32 - bits.count) : reverse(value);
+  const std::uint64_t put = std::uint64_t{left_aligned} << 32 >> lowest % 32;
+  const std::uint64_t mask = std::uint64_t{~(MACRO_ALL >> 1 >> (bits.count - 1))} << 32 >> lowest % 32;
+  for (const unsigned half : {0U, 1U}) {
+    const auto taken = static_cast<macro_word>(mask >> (32 - half * 32));
+    const unsigned index = lowest / 32 + half;
+    if (taken == 0 || !ring || index >= state.cells()[*ring].size())
+      continue;
+    const macro_word held = state.cells()[*ring].get(index);
+    state.write(*ring, index, (held & ~taken) | (static_cast<macro_word>(put >> (32 - half * 32)) & taken));
+  }
+}
+
+bool MemoryPorts::bit(State &state, Ring ring, unsigned position) {
+  return value(state, ring, {position, 1, Bits::UP}) != 0;
+}
+
+void MemoryPorts::set_bit(State &state, Ring ring, unsigned position, bool on) {
+  set_value(state, ring, {position, 1, Bits::UP}, on ? 1 : 0);
 }
 
 bool MemoryPorts::command(State &state, macro_word word) const {
@@ -201,16 +219,19 @@ void MemoryPorts::access_ram(State &state, unsigned port, unsigned group, bool r
   unsigned address = 0;
   for (const unsigned position : RAM_ADDRESS)
     address = address << 1 | (bit(state, control, position) ? 1 : 0);
-  for (unsigned i = 0; i < GROUP_BITS; ++i) {
-    const unsigned at = group * GROUP_BITS + i;
+  for (unsigned piece = 0; piece < PIECES; ++piece) {
+    const unsigned at = group * GROUP_BITS + piece * PIECE_BITS;
     const std::size_t index = std::size_t{address} * RAM_ENTRY_WORDS + at / 32;
-    const macro_word mask = macro_word{1} << (31 - at % 32);
+    const unsigned shift = 32 - PIECE_BITS - at % 32;
+    const unsigned first = (reads ? DATA_GROUP_0 : CONTROL_GROUP_0) + group * GROUP_SPAN;
+    const Bits place = piece + 1 < PIECES ? Bits{first + GROUP_SPAN - 1 - piece * PIECE_BITS, PIECE_BITS, Bits::DOWN}
+                                          : Bits{first, PIECE_BITS, Bits::UP};
     if (reads) {
-      set_bit(state, data, group_position(DATA_GROUP_0, group, i), (state.read(rams_[port], index) & mask) == 0);
+      set_value(state, data, place, ~(state.read(rams_[port], index) >> shift));
     } else {
+      const macro_word mask = MACRO_ALL >> (32 - PIECE_BITS) << shift;
       const macro_word held = state.cells()[rams_[port]].get(index);
-      const bool one = bit(state, control, group_position(CONTROL_GROUP_0, group, i));
-      state.write(rams_[port], index, one ? held | mask : held & ~mask);
+      state.write(rams_[port], index, (held & ~mask) | value(state, control, place) << shift);
     }
   }
 }

@@ -38,13 +38,15 @@ class MemoryPorts {
   /// A run of ring bits: the first is the most significant of its value, and is the lowest or the highest position.
   struct Bits {
     unsigned first;
-    unsigned count;
+    unsigned count;  ///< 1 to 32
     enum Order : int { UP = 1, DOWN = -1 } order;
+
+    [[nodiscard]] unsigned lowest() const { return order == UP ? first : first - (count - 1); }
   };
   using Ring = std::optional<State::Id>;
 
-  [[nodiscard]] static bool bit(State &state, Ring ring, std::size_t position);
-  static void set_bit(State &state, Ring ring, std::size_t position, bool value);
+  [[nodiscard]] static bool bit(State &state, Ring ring, unsigned position);
+  static void set_bit(State &state, Ring ring, unsigned position, bool on);
   [[nodiscard]] static macro_word value(State &state, Ring ring, Bits bits);
   static void set_value(State &state, Ring ring, Bits bits, macro_word value);
 

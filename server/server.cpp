@@ -119,6 +119,8 @@ std::vector<scdb::Part> Server::parts(Chip chip) const {
 }
 
 Outcome Server::jtag(std::span<const Chip> chips, scdb::JtagAccess access, unsigned code, macro_word &word) {
+  if (chips.size() == 1)
+    return slots_[slot(chips[0])]->jtag(access, code, word);
   macro_word answers = 0;
   const Outcome outcome = each(chips, [&](ChipModel &model) {
     macro_word one = word;

@@ -125,15 +125,20 @@ void State::write(Id id, std::size_t index, macro_word word) {
     cells_[id].set(index, word);
 }
 
+/// Whether no fault sits in these cells.
+bool State::sound(Id id) const {
+  return std::ranges::none_of(faults_, [id](const Fault &fault) { return fault.cells == id; });
+}
+
 void State::read(Id id, std::span<macro_word> words) {
-  if (faults_.empty())
+  if (sound(id))
     return cells_[id].get(words);
   for (std::size_t i = 0; i < words.size(); ++i)
     words[i] = read(id, i);
 }
 
 void State::write(Id id, std::span<const macro_word> words) {
-  if (faults_.empty())
+  if (sound(id))
     return cells_[id].set(words);
   for (std::size_t i = 0; i < words.size(); ++i)
     write(id, i, words[i]);

@@ -112,6 +112,8 @@ class State {
   void distort(PlaceKind place, macro_word code, std::span<macro_word> words) const;
 
  private:
+  [[nodiscard]] bool sound(Id id) const;
+
   macro_word seed_;
   std::vector<Cells> cells_;
   std::vector<Fault> faults_;

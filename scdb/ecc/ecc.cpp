@@ -23,37 +23,45 @@ macro_word check_bit(macro_word kind, const macro_word *data, const macro_word *
 macro_word check_bits(Primitive primitive, bool checks, macro_word kind, const macro_word *data,
                       const macro_word *masks, macro_word *result, const macro_word *result_mask, macro_word sense,
                       macro_word *ret) {
-  return perform(primitive, {ret, nullptr, kind}, operands<2>({{{"kind", kind}, {"sense", sense}}}),
-                 [&](macro_word &value) {
-                   if (kind < 1 || kind > MOST_DATA_WORDS || sense > 1)
-                     return Outcome::failure(Reason::bad_kind);
-                   if (data == nullptr || masks == nullptr || result == nullptr || result_mask == nullptr)
-                     return Outcome::failure(Reason::null_pointer);
-                   const macro_word bit = check_bit(kind, data, masks, sense);
-                   value = bit != 0 ? *result_mask : 0;
-                   if (checks)
-                     value ^= *result & *result_mask;
-                   *result = value;
-                   return Outcome::success();
-                 })
+  return perform(
+             primitive, {ret, nullptr, kind},
+             [&] {
+               return operands<2>({{{"kind", kind}, {"sense", sense}}});
+             },
+             [&](macro_word &value) {
+               if (kind < 1 || kind > MOST_DATA_WORDS || sense > 1)
+                 return Outcome::failure(Reason::bad_kind);
+               if (data == nullptr || masks == nullptr || result == nullptr || result_mask == nullptr)
+                 return Outcome::failure(Reason::null_pointer);
+               const macro_word bit = check_bit(kind, data, masks, sense);
+               value = bit != 0 ? *result_mask : 0;
+               if (checks)
+                 value ^= *result & *result_mask;
+               *result = value;
+               return Outcome::success();
+             })
       .value;
 }
 
 /// lmcr_pgen, and with `checks` lmcr_pchk.
 macro_word parity_bit(Primitive primitive, bool checks, macro_word word, macro_word *result, macro_word sense,
                       macro_word *ret) {
-  return perform(primitive, {ret, nullptr, word}, operands<2>({{{"word", word}, {"sense", sense}}}),
-                 [&](macro_word &value) {
-                   if (sense > 1)
-                     return Outcome::failure(Reason::bad_kind);
-                   if (result == nullptr)
-                     return Outcome::failure(Reason::null_pointer);
-                   value = parity(word) ^ sense;
-                   if (checks)
-                     value ^= *result & 1;
-                   *result = value;
-                   return Outcome::success();
-                 })
+  return perform(
+             primitive, {ret, nullptr, word},
+             [&] {
+               return operands<2>({{{"word", word}, {"sense", sense}}});
+             },
+             [&](macro_word &value) {
+               if (sense > 1)
+                 return Outcome::failure(Reason::bad_kind);
+               if (result == nullptr)
+                 return Outcome::failure(Reason::null_pointer);
+               value = parity(word) ^ sense;
+               if (checks)
+                 value ^= *result & 1;
+               *result = value;
+               return Outcome::success();
+             })
       .value;
 }
 

@@ -32,9 +32,11 @@ macro_word lmcr_jtag(macro_word t0, macro_word t1, macro_word t2, macro_word kin
   const Unit unit{unit_type, unit_no, mring};
   const CallResult result = perform(
       Primitive::jtag, {ret, err, code},
-      operands<7>(
-          {{{"t0", t0}, {"t1", t1}, {"t2", t2}, {"kind", kind}, {"code", code}, {"data", data}, {"count", count}}},
-          &unit),
+      [&] {
+        return operands<7>(
+            {{{"t0", t0}, {"t1", t1}, {"t2", t2}, {"kind", kind}, {"code", code}, {"data", data}, {"count", count}}},
+            &unit);
+      },
       [&](macro_word &value) {
         const bool reads = kind == static_cast<macro_word>(JtagAccess::read);
         macro_word word = reads ? 0 : data;
@@ -51,9 +53,11 @@ macro_word lmcr_mjtag(macro_word t0, macro_word t1, macro_word t2, macro_word co
   const Unit unit{unit_type, unit_no, mring};
   const CallResult result = perform(
       Primitive::mjtag, {ret, err, code},
-      operands<7>(
-          {{{"t0", t0}, {"t1", t1}, {"t2", t2}, {"code", code}, {"data", data}, {"count", count}, {"one", one}}},
-          &unit),
+      [&] {
+        return operands<7>(
+            {{{"t0", t0}, {"t1", t1}, {"t2", t2}, {"code", code}, {"data", data}, {"count", count}, {"one", one}}},
+            &unit);
+      },
       [&](macro_word & /*value*/) {
         if (one != 1)
           return Outcome::failure(Reason::bad_trailer);

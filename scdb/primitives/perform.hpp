@@ -25,8 +25,8 @@ inline void report(const Report &to, Primitive primitive, const Outcome &outcome
 [[nodiscard]] Reason ask_observers(const Call &call);
 void tell_observers(const Call &call, const CallResult &result);
 
-/// Runs the body of a primitive: `Outcome body(macro_word &value)`, told to observers as `Call describe()`.
-/// `describe` runs only when somebody observes.
+/// Runs the body of a primitive: `Outcome body(macro_word &value)`.  Observers are told of it by what `describe()`
+/// gives, which is called only when somebody observes: most accesses should not pay for their description.
 template <class Describe, class Body>
 CallResult perform(Primitive primitive, const Report &to, Describe &&describe, Body &&body) {
   CallResult result;
@@ -38,7 +38,7 @@ CallResult perform(Primitive primitive, const Report &to, Describe &&describe, B
     }
     return result;
   }
-  describe([&](Call call) {
+  describe()([&](Call call) {
     call.primitive = primitive;
     call.depth = context.depth;
     if (const Reason reason = ask_observers(call); reason != Reason::none)

@@ -106,7 +106,10 @@ macro_word lmcr_scan(macro_word mode, macro_word t0, macro_word t1, macro_word t
   const Unit unit{unit_type, unit_no, mring};
   const CallResult result = perform(
       Primitive::scan, {ret, err, ring},
-      operands<6>({{{"mode", mode}, {"t0", t0}, {"t1", t1}, {"t2", t2}, {"ring", ring}, {"count", count}}}, &unit),
+      [&] {
+        return operands<6>({{{"mode", mode}, {"t0", t0}, {"t1", t1}, {"t2", t2}, {"ring", ring}, {"count", count}}},
+                           &unit);
+      },
       [&](macro_word & /*value*/) {
         return scan(mode, {t0, t1, t2}, ring, buffer, count, unit);
       });

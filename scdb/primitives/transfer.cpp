@@ -64,21 +64,23 @@ macro_word lmcr_i2cctl(macro_word direction, macro_word t0, macro_word t1, macro
                        macro_word unit_type, macro_word unit_no, const macro_word *mring) {
   const Unit unit{unit_type, unit_no, mring};
   const bool writes = direction == static_cast<macro_word>(Direction::write) && buffer != nullptr;
-  const CallResult result =
-      perform(Primitive::i2cctl, {ret, err, device},
-              operands<8>({{{"direction", direction},
-                            {"t0", t0},
-                            {"t1", t1},
-                            {"port", t2},
-                            {"device", device},
-                            {"data", writes ? *buffer : 0},
-                            {"length", length},
-                            {"mode", mode}}},
-                          &unit),
-              // The last word of the triple is no chip mask here but the port; all designated chips are addressed.
-              [&](macro_word & /*value*/) {
-                return i2c(direction, {t0, t1, MACRO_ALL}, t2, device, buffer, length, mode, unit);
-              });
+  const CallResult result = perform(
+      Primitive::i2cctl, {ret, err, device},
+      [&] {
+        return operands<8>({{{"direction", direction},
+                             {"t0", t0},
+                             {"t1", t1},
+                             {"port", t2},
+                             {"device", device},
+                             {"data", writes ? *buffer : 0},
+                             {"length", length},
+                             {"mode", mode}}},
+                           &unit);
+      },
+      // The last word of the triple is no chip mask here but the port; all designated chips are addressed.
+      [&](macro_word & /*value*/) {
+        return i2c(direction, {t0, t1, MACRO_ALL}, t2, device, buffer, length, mode, unit);
+      });
   return result.value;
 }
 
@@ -89,15 +91,17 @@ macro_word lmcr_mbcreg(macro_word direction, macro_word a, macro_word b, macro_w
   const bool writes = direction == static_cast<macro_word>(Direction::write) && data != nullptr;
   const CallResult result = perform(
       Primitive::mbcreg, {ret, err, address},
-      operands<8>({{{"direction", direction},
-                    {"a", a},
-                    {"b", b},
-                    {"bank", c},
-                    {"address", address},
-                    {"length", length},
-                    {"data", writes ? *data : 0},
-                    {"count", count}}},
-                  &unit),
+      [&] {
+        return operands<8>({{{"direction", direction},
+                             {"a", a},
+                             {"b", b},
+                             {"bank", c},
+                             {"address", address},
+                             {"length", length},
+                             {"data", writes ? *data : 0},
+                             {"count", count}}},
+                           &unit);
+      },
       // A first word of 0 picks the first of the designated controllers.
       [&](macro_word & /*value*/) {
         return mbc(direction, {a == 0 ? MACRO_ALL : a, b, MACRO_ALL}, a == 0, c, address, length, data, count, unit);

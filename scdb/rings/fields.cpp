@@ -158,14 +158,17 @@ auto with_addresses(std::array<Operand, N> list, const Field &field) {
   const auto wanted = static_cast<unsigned>(std::popcount(mask));
   context.observers.empty() ? gather<false>(field, wanted, counted, arguments)
                             : gather<true>(field, wanted, counted, arguments);
-  const CallResult result =
-      perform(Primitive::sin, {ret, err, field.offender},
-              with_addresses<2>({{{"value", value}, {"mask", mask}}}, field), [&](macro_word & /*value*/) {
-                const Outcome outcome = check(buffer, field);
-                if (outcome.ok())
-                  insert_bits(buffer, field.parts(), pack(value, mask));
-                return outcome;
-              });
+  const CallResult result = perform(
+      Primitive::sin, {ret, err, field.offender},
+      [&] {
+        return with_addresses<2>({{{"value", value}, {"mask", mask}}}, field);
+      },
+      [&](macro_word & /*value*/) {
+        const Outcome outcome = check(buffer, field);
+        if (outcome.ok())
+          insert_bits(buffer, field.parts(), pack(value, mask));
+        return outcome;
+      });
   return result.value;
 }
 
@@ -175,13 +178,17 @@ auto with_addresses(std::array<Operand, N> list, const Field &field) {
   const auto wanted = static_cast<unsigned>(std::popcount(mask));
   context.observers.empty() ? gather<false>(field, wanted, counted, arguments)
                             : gather<true>(field, wanted, counted, arguments);
-  const CallResult result = perform(Primitive::sout, {ret, err, field.offender},
-                                    with_addresses<1>({{{"mask", mask}}}, field), [&](macro_word &value) {
-                                      const Outcome outcome = check(buffer, field);
-                                      if (outcome.ok())
-                                        value = spread(extract_bits(buffer, field.parts()), mask);
-                                      return outcome;
-                                    });
+  const CallResult result = perform(
+      Primitive::sout, {ret, err, field.offender},
+      [&] {
+        return with_addresses<1>({{{"mask", mask}}}, field);
+      },
+      [&](macro_word &value) {
+        const Outcome outcome = check(buffer, field);
+        if (outcome.ok())
+          value = spread(extract_bits(buffer, field.parts()), mask);
+        return outcome;
+      });
   return result.value;
 }
 
