@@ -205,10 +205,11 @@ struct ArrayMacro : frame::ScanFrame {
         return false;
       macro_word _WRD[3] = {_DATA[_COUNT3], _DATA[_COUNT3 + 1], _DATA[_COUNT3 + 2]};
       if (lmcr_shift(_PARA[2], 31, 31, 1) == 0) {
-        if (!call(frame::NO_DIRECTION, Member::CODE_MACRO, _WRD, &_WORK8, _DUMMY))
+        macro_word result = 0;  // no member: the address of one, handed on, would keep them all in memory
+        if (!call(frame::NO_DIRECTION, Member::CODE_MACRO, _WRD, &result, _DUMMY))
           return false;
         macro_word &word = _WRD[FORMAT.check_word];
-        word = (word & FORMAT.data_beside) | lmcr_shift(_WORK8, FORMAT.generated_at, 0, FORMAT.check_bits);
+        word = (word & FORMAT.data_beside) | lmcr_shift(result, FORMAT.generated_at, 0, FORMAT.check_bits);
       }
       if (!(member().put(_WRD) && write_ring(Member::DATA_IN) && pulse(0)))
         return false;

@@ -136,9 +136,10 @@ int run(macro_word _UNIT_TYPE, macro_word _UNIT_NO, const macro_word *_MRING, ma
 /// Keeps the identification string of a macro, which nothing refers to, in the binary.
 #define IDENTIFICATION [[gnu::used]]
 
-/// The exported entry of a macro: MACRO_ENTRY(cp_9A10_0101, Body).
+/// The exported entry of a macro: MACRO_ENTRY(cp_9A10_0101, Body).  Flattened: as a function of its own the body would
+/// have its frame in memory.
 #define MACRO_ENTRY(name, ...)                                                                                       \
-  extern "C" [[gnu::visibility("default")]] int name(                                                                \
+  extern "C" [[gnu::visibility("default"), gnu::flatten]] int name(                                                  \
       macro_word _UNIT_TYPE, macro_word _UNIT_NO, const macro_word *_MRING, macro_word _RW, const macro_word *_PARA, \
       macro_word *_DATA, macro_word *_ERR, macro_word *_EXP) {                                                       \
     return frame::run<__VA_ARGS__>(_UNIT_TYPE, _UNIT_NO, _MRING, _RW, _PARA, _DATA, _ERR, _EXP);                     \

@@ -38,13 +38,13 @@ struct SelectiveDump : mac::RegisterFile {
 
   int run() {
     for (const Group &group : GROUPS) {
-      _WORK0 = lmcr_shift(_PARA[0], group.bit, 31, 1);
-      for (const Range &range : group.ranges)
-        if (_WORK0 != 1)
-          _COUNT0 += range.count;
-        else if (!dump(range))
-          return frame::STOPPED;
-      if (_WORK0 == 1 && group.common)
+      if (lmcr_shift(_PARA[0], group.bit, 31, 1) != 1) {
+        _COUNT0 += group.ranges[0].count + group.ranges[1].count;
+        continue;
+      }
+      if (!(dump(group.ranges[0]) && dump(group.ranges[1])))
+        return frame::STOPPED;
+      if (group.common)
         _FLAG0 = 1;
     }
     if (_FLAG0 == 0)
