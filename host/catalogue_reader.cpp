@@ -44,11 +44,18 @@ class EntryReader final : TomlReader {
   }
 
  private:
-  /// A text with the member's own numbers and words put in for {key}.
+  /// A text with the member's own numbers and words put in for {key}; what is put in is not looked at again.
   [[nodiscard]] std::string filled(std::string text) const override {
-    for (const auto &[key, own] : variables_)
-      for (std::size_t at = 0; (at = text.find(key, at)) != std::string::npos; at += own.size())
-        text.replace(at, key.size(), own);
+    for (std::size_t at = 0; (at = text.find('{', at)) != std::string::npos;) {
+      const std::size_t end = text.find('}', at);
+      const auto own = variables_.find(text.substr(at, end == std::string::npos ? end : end + 1 - at));
+      if (own == variables_.end()) {
+        ++at;
+      } else {
+        text.replace(at, own->first.size(), own->second);
+        at += own->second.size();
+      }
+    }
     return text;
   }
 
@@ -302,6 +309,20 @@ class EntryReader final : TomlReader {
       parameter.calls = called_macro(*node);
     read_scope(row, parameter);
     entry_->parameters.push_back(std::move(parameter));
+    const std::string &name = entry_->parameters.back().name;
+    if (std::set<std::string_view> seen; depends_on(name, name, seen))
+      fail(row, fmt::format("whether '{0}' is used depends on '{0}' itself", name));
+  }
+  /// Whether it depends on one parameter, directly or through others, which row of another one holds.
+  [[nodiscard]] bool depends_on(std::string_view on, std::string_view parameter,
+                                std::set<std::string_view> &seen) const {
+    for (const Parameter &row : entry_->parameters)
+      if (row.name == parameter)
+        for (const Condition &condition : row.when)
+          if (condition.parameter == on
+              || (seen.insert(condition.parameter).second && depends_on(on, condition.parameter, seen)))
+            return true;
+    return false;
   }
   /// Whether a number, or one in a list, is written with 0x.
   [[nodiscard]] static bool is_hexadecimal(const toml::node *node) {

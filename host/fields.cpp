@@ -314,8 +314,9 @@ std::size_t Arguments::data_words(bool input) const {
   std::size_t words = 0;
   for (const DataBlock &block : entry_.data)
     if (block.input == input && applies(block))
-      if (const std::size_t here = size(block.size) * size(block.count); here != 0)
-        words = std::max(words, size(block.start) + here);
+      if (const std::uint64_t here = std::uint64_t{size(block.size)} * size(block.count); here != 0)
+        words =
+            std::max(words, static_cast<std::size_t>(std::min<std::uint64_t>(size(block.start) + here, MOST_WORDS)));
   return words;
 }
 

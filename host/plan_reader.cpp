@@ -19,7 +19,7 @@
 namespace host {
 namespace {
 
-/// The most runs that a step may come to, repetitions not counted.
+/// The most runs that a step may come to, and the variants of all steps together; repetitions are not counted.
 constexpr std::size_t MOST_CASES = 100'000;
 constexpr double MOST_SECONDS_OF_A_STEP = 7 * 24 * 3600.0;
 
@@ -158,7 +158,7 @@ class PlanReader final : TomlReader {
       const auto end = [&](std::string_view number) { return at(node, [&] { return parse_word(number, field); }); };
       const macro_word first = end(ends.front());
       const macro_word last = end(ends.back());
-      if (ends.size() == 2 && last >= first && last - first >= MOST_CASES)
+      if (ends.size() == 2 && last >= first && last - first >= MOST_CASES - std::min(values.size(), MOST_CASES))
         fail(node, fmt::format("'{}' is '{}'; a plan has up to {} runs", field, ranges, MOST_CASES));
       if (ends.size() > 2 || last < first)
         fail(node, fmt::format("'{}' is '{}'; write numbers such as \"0-31\" or \"0,2-3\", or a list of values", field,
@@ -190,7 +190,7 @@ class PlanReader final : TomlReader {
     return ordered;
   }
 
-  void read_macro(const toml::table &table, const std::string &name, bool one_of_several, PlanStep &step) const {
+  void read_macro(const toml::table &table, const std::string &name, bool one_of_several, PlanStep &step) {
     const toml::node &place_of_macro = needed(table, "macro");
     const scdb::Macro &macro = at(place_of_macro, [&] { return std::cref(macro_named(name)); });
     const std::shared_ptr<const MacroEntry> entry = at(place_of_macro, [&] { return entry_of(macro, catalogue_); });
@@ -207,6 +207,9 @@ class PlanReader final : TomlReader {
     for (const Loop &loop : loops)
       if ((count *= loop.values.size()) > MOST_CASES)
         fail(*table.get("for"), fmt::format("'for' comes to more than {} runs", MOST_CASES));
+    variants_ += count;
+    if (variants_ > MOST_CASES)
+      fail(place_of_macro, fmt::format("the plan comes to more than {} runs", MOST_CASES));
 
     const toml::node *place = &place_of_macro;
     for (const std::string_view key : {"para", "rw", "fields", "for"})
@@ -281,6 +284,7 @@ class PlanReader final : TomlReader {
   const Catalogue &catalogue_;
   std::span<const scdb::Chip> chips_;
   Plan plan_;
+  std::size_t variants_ = 0;
   bool go_on_ = false;
   std::chrono::milliseconds timeout_{0};
 };

@@ -69,7 +69,10 @@ void write_ring_file(const std::string &path, const RingShape &shape, std::span<
 }
 
 std::vector<macro_word> read_ring_file(const std::string &path, const RingShape &shape) {
-  const std::string content = read_file(path, WHAT);
+  return ring_words(read_file(path, WHAT), path, shape);
+}
+
+std::vector<macro_word> ring_words(std::string_view content, const std::string &path, const RingShape &shape) {
   RingFile file = is_text_file(path) ? parse_text(content, path) : parse_bytes(content, path);
   if (file.shape != describe(shape))
     throw InputError(fmt::format("{}: it keeps {}, not {}", origin_of(path), file.shape, describe(shape)));

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "scdb/units.hpp"
@@ -34,5 +35,9 @@ void write_ring_file(const std::string &path, const RingShape &shape, std::span<
 /// The words that a file keeps for this ring.
 /// @throw InputError for a file of another ring or length, a damaged one, or one that cannot be read.
 [[nodiscard]] std::vector<macro_word> read_ring_file(const std::string &path, const RingShape &shape);
+
+/// The same, of a file's content; its path tells whether that is text.
+[[nodiscard]] std::vector<macro_word> ring_words(std::string_view content, const std::string &path,
+                                                 const RingShape &shape);
 
 }  // namespace host

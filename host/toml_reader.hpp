@@ -1,7 +1,7 @@
 #pragma once
 
 #include <fmt/format.h>
-#include <toml++/toml.h>
+#include <toml.hpp>
 
 #include <algorithm>
 #include <array>

@@ -142,7 +142,11 @@ class Firmware {
   bool went_well(const scdb::Outcome &outcome) { return outcome.ok() || fail(outcome.reason); }
   bool write(unsigned code, macro_word word) { return went_well(chip_.jtag(JtagAccess::write, code, word)); }
   bool read(unsigned code, macro_word &word) { return went_well(chip_.jtag(JtagAccess::read, code, word)); }
-  bool store(unsigned ring, std::span<const macro_word> words) { return went_well(chip_.write_ring(ring, words)); }
+  /// Of a ring that is shorter than usual the first words.
+  bool store(unsigned ring, std::span<const macro_word> words) {
+    const std::size_t room = (chip_.ring_bits(ring) + 31) / 32;
+    return went_well(chip_.write_ring(ring, words.first(std::min(words.size(), room))));
+  }
 
   bool change_control(macro_word keep, macro_word set) {
     macro_word word = 0;

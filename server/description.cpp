@@ -4,7 +4,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "server/description_reader.hpp"
 #include "server/embedded.hpp"
@@ -18,6 +17,8 @@ using scdb::MachineError;
 constexpr unsigned MOST_BASES = 8;
 constexpr std::size_t LONGEST_RING = std::size_t{SCANBUFFER_WORDS} * 32;
 constexpr std::string_view BUILT_IN = "built-in machine ";
+/// The largest description that is read: far beyond any that says something, and an end to what has none.
+constexpr std::size_t LARGEST = std::size_t{16} << 20;
 
 Description read_at_depth(std::string_view text, const std::string &origin, unsigned depth) {
   Description description;
@@ -35,7 +36,12 @@ std::string text_of_file(const std::string &path) {
     file.open(path, std::ios::binary);
   if (!file.is_open())
     throw MachineError(fmt::format("machine description {}: {}", path, std::strerror(errno)));
-  return {std::istreambuf_iterator<char>{file}, {}};
+  std::string text(LARGEST + 1, '\0');
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  text.resize(static_cast<std::size_t>(file.gcount()));
+  if (text.size() > LARGEST)
+    throw MachineError(fmt::format("machine description {}: {}", path, std::strerror(EFBIG)));
+  return text;
 }
 
 /// A description's text, and what error messages call it.

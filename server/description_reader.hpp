@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include <fmt/format.h>
-#include <toml++/toml.h>
+#include <toml.hpp>
 
 #include "server/chip.hpp"
 #include "server/description.hpp"

@@ -71,12 +71,16 @@ KINDS = [
 # Files with a fault, and what is said of it.
 DAMAGED = [
     ('title = "x', "1:", None),
+    ("[=]", "1:2: ", "Error while parsing key: expected bare key starting character or string delimiter, saw '='"),
     ('titel = "x"', "1:1: ", "unknown key 'titel'; accepted here: title, text, macro"),
     (ENTRY.replace('"cpu"', '"gpu"'), "4:8: ", "'unit' must be one of cpu, mac, sc, xb, ioc, sp"),
     (ENTRY.replace('"never"', '["up"]'), "6:12: ", "the macro has no direction 'up'"),
     (FIELD + 'bits = "3-40"', "12:8: ", "'bits' is '3-40'; write \"7\" or \"3-4\", from 0, the least significant, to 31"),
     (ENTRY + '[[macro.data]]\nname = "it"\ncount = "n *"', "9:9: ", "'n *': a number, a name or '(' is expected at the end"),
     (ENTRY + '[[macro.data]]\nname = "it"\ncount = "n"', "9:9: ", "there is no parameter 'n' further up"),
+    (ENTRY + "".join(f'[[macro.parameter]]\nname = "{name}"\nword = 0\ntitle = "t"\n{when}'
+                     for name, when in (("a", ""), ("b", "when = {a = 1}\n"), ("a", "when = {b = 1}\n"))),
+     "16:1: ", "whether 'a' is used depends on 'a' itself"),
 ]
 
 
@@ -118,6 +122,10 @@ class CatalogueRun(unittest.TestCase):
                 self.assertTrue(done.stderr.startswith(f"mcrhost: {self.folder}/test.toml:{place}"), done.stderr)
                 if complaint is not None:
                     self.assertEqual(done.stderr, f"mcrhost: {self.folder}/test.toml:{place}{complaint}\n")
+
+    def test_what_is_put_into_a_text_is_not_looked_at_again(self):
+        entry = ENTRY.replace('title = "Test"\nchanges', 'title = "{a} {b}"\nvars = {a = ["{b}{b}"], b = ["x{a}"]}\nchanges')
+        self.assertTrue(self.with_file(entry, "show 9A10").stdout.startswith("cp_9A10_0101: {b}{b} x{a}\n"))
 
     def test_a_finding_is_no_success(self):
         rule = '[[macro.finding]]\ntitle = "odd"\nword = 0\nmask = 0x81\nequals = 0x81\n'

@@ -88,6 +88,8 @@ BAD = [
     ("", "1:1: 'step' is missing; a plan has [[step]] tables"),
     ("stop = true\n" + STEP, "3:1: unknown key 'stop'; accepted here: title, text, continue, timeout, step, cleanup"),
     ("[[step]\n", "3:8: Error while parsing table header: expected ']', saw '\\n'"),
+    ("[=]\n", "3:2: Error while parsing key: expected bare key starting character or string delimiter, saw '='"),
+    ("\u00E9 = 1\n", "3:1: Error while parsing root table: expected keys, tables, whitespace or comments, saw '\u00E9'"),
     ('[[step]]\nunits = "cpu"\n', "3:1: 'macro' is missing"),
     ('[[step]]\nmacro = "9A1O"\nunits = "cpu"\n', "4:9: there is no macro '9A1O'; the nearest: "
      "cp_9A10_0101, cp_9A11_0101, cp_9A12_0101"),
@@ -102,6 +104,11 @@ BAD = [
      "has 32 bits"),
     (STEP + "fields = {group = 1, index = 0}\nexpect = {}\n", "7:10: 'expect' must name one result at the least"),
     (STEP + "fields = {group = 1, index = 0}\nexpect = []\n", "7:10: 'expect' must be a list with one element at the least"),
+    # More runs than there is memory for: in one list, and step by step.
+    (STEP + 'for = {index = "0-99999,0"}\n', "6:7: 'for' comes to more than 100000 runs"),
+    (STEP + 'for = {index = "0-60000,0-60000"}\n', "6:16: 'index' is '0-60000,0-60000'; a plan has up to 100000 runs"),
+    (2 * (STEP.replace("9A12", "9ACC") + 'fields = {data-low = 0}\nfor = {data-high = "0-60000"}\n'),
+     "9:9: the plan comes to more than 100000 runs"),
     (STEP + "fields = {group = 1, index = 0}\nexpect = {value = 0x100000000}\n", "7:19: 'value' is never 0x100000000; it has "
      "32 bits"),
     (STEP + 'fields = {group = 1, index = 0}\nexpect = {value = "set"}\n', "7:19: 'value' is never set; it has 32 bits"),

@@ -386,6 +386,8 @@ TEST(Description, ComplaintsNameThePlaceAndWhatIsAccepted) {
   };
   const Row rows[] = {
       {"name = ", "d.toml:1:8: "},
+      {"[=\n", "d.toml:1:2: Error while parsing key"},
+      {"\u00E9 = 1\n", "d.toml:1:1: Error while parsing root table"},
       {"name = \"x\"\ncolour = 1\n", "d.toml:2:1: unknown key 'colour'; accepted here: base, name,"},
       {"boards = 2\n[chips]\ncpu = 1\n", "d.toml:1:1: the machine has no name"},
       {"name = \"x\"\n", "d.toml:1:1: the machine has no chip"},
@@ -397,6 +399,7 @@ TEST(Description, ComplaintsNameThePlaceAndWhatIsAccepted) {
       {"base = \"nowhere\"\n",
        "d.toml:1:8: no machine 'nowhere': there is no such file, and the built-in machines are "},
       {"base = \"./nowhere.toml\"\n", "d.toml:1:8: machine description ./nowhere.toml: No such file or directory"},
+      {"base = \"/dev/zero\"\n", "d.toml:1:8: machine description /dev/zero: File too large"},
       {"base = \"default\"\n[cpu.rings]\n300 = 5\n",
        "d.toml:3:1: unknown key '300'; accepted here: ring codes from 0 to 0xFF"},
       {"base = \"default\"\n[cpu.rings]\n60 = 65537\n",
@@ -460,6 +463,14 @@ banks = 1
   EXPECT_FALSE(machine->has(CPU));
   const Chip sp{ChipKind::sp, 1, 0};
   EXPECT_EQ(machine->mbc({&sp, 1}, Direction::read, 1, 0x30002, 4, word).reason, Reason::no_register);
+}
+
+TEST(Description, FirmwareFillsARingThatIsShorterThanUsual) {
+  const auto machine = small("[cpu.rings]\n0x56 = 40\n");
+  const std::array<macro_word, MRING_WORDS> mring{scdb::chip_bit(ChipKind::cpu, 0)};
+  std::vector<macro_word> data(16, MACRO_ALL);
+  EXPECT_TRUE(machine->nested({.number = 0x1A14, .rw = 2, .unit = {1, 1, mring.data()}, .data = data.data()}).ok());
+  EXPECT_EQ(ring(*machine, CPU, 0x56), (std::vector<macro_word>{MACRO_ALL, 0xFF000000}));
 }
 
 /// A machine with something of everything that a state holds.

@@ -1,0 +1,31 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "error.hpp"
+#include "fuzz.hpp"
+#include "plan.hpp"
+#include "scdb/macros.hpp"
+#include "scdb/session.hpp"
+
+// Plans, for the default machine and the library's macros.
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t size) {
+  static const bool loaded = [] {
+    scdb::load_macro_library(MACRO_LIBRARY);
+    return true;
+  }();
+  static const host::Catalogue catalogue{{}};
+  static const std::vector<scdb::Chip> chips = scdb::machine().chips();
+  fuzz::require(loaded, "there are macros");
+  try {
+    const host::PlanSource source{"fuzz", "fuzz.toml", std::string{reinterpret_cast<const char *>(bytes), size}};
+    const host::Plan plan = host::read_plan(source, catalogue, chips);
+    for (const host::PlanStep &step : plan.steps)
+      fuzz::require(!step.variants.empty() && !step.macro.empty(), "a step has something to run");
+    fuzz::require(title_of(source) == plan.title, "the title alone is the plan's");
+  } catch (const host::InputError &) {
+    // Says what is wrong.
+  }
+  return 0;
+}
