@@ -1,14 +1,33 @@
-#include <benchmark/benchmark.h>
-
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "counted.hpp"
 #include "scdb/macros.hpp"
 #include "scdb/session.hpp"
 
-// Macros on the simulated server, and the insertion and extraction of ring bits that large dumps live on.
+// The libraries as they are shipped, on the simulated server: macros, whole rings, nested calls, and how cost grows.
 
 namespace {
+
+std::array<macro_word, ERROR_RECORD_WORDS> err;
+std::array<macro_word, 16> expected;
+std::vector<macro_word> data(std::size_t{80} * 512 * 3);
+
+/// The first CPU chip of board 0, or more of them.
+struct Unit {
+  macro_word type = scdb::unit_type_of(scdb::ChipKind::cpu);
+  macro_word boards = 1;
+  std::array<macro_word, MRING_WORDS> mring{scdb::chip_bit(scdb::ChipKind::cpu, 0)};
+};
+
+void check() {
+  if (_RETURN == MACRO_FAILED)
+    throw std::runtime_error("a primitive failed");
+}
 
 /// Counts accesses of a run: every primitive call but the pure bit-field mover.
 class Counter : public scdb::Observer {
@@ -20,125 +39,149 @@ class Counter : public scdb::Observer {
   }
 };
 
-/// A macro on one chip, and what it is given.
-struct Run {
-  const char *macro;
-  scdb::ChipKind kind;
-  macro_word rw;
-  std::vector<macro_word> para;
+/// A macro on one chip.
+class Run {
+ public:
+  Run(const char *macro, scdb::ChipKind kind, std::vector<macro_word> para) : para_{std::move(para)} {
+    if (scdb::macros().empty())
+      scdb::load_macro_library(MACRO_LIBRARY);
+    macro_ = scdb::find_macro(std::string_view(macro));
+    if (macro_ == nullptr)
+      throw std::runtime_error("the library has no such macro");
+    unit_.type = scdb::unit_type_of(kind);
+    unit_.mring[0] = scdb::chip_bit(kind, 0);
+    para_.resize(32);
+  }
+
+  void operator()() const {
+    scdb::begin_run();
+    macro_->entry(unit_.type, unit_.boards, unit_.mring.data(), 1, para_.data(), data.data(), err.data(),
+                  expected.data());
+    check();
+  }
+
+  [[nodiscard]] std::size_t accesses() const {
+    Counter counter;
+    const scdb::Observing observing(counter);
+    (*this)();
+    return counter.calls;
+  }
+
+ private:
+  const scdb::Macro *macro_;
+  Unit unit_;
+  std::vector<macro_word> para_;
 };
 
-void macro(benchmark::State &state, const Run &run) {
-  if (scdb::macros().empty())
-    scdb::load_macro_library(MACRO_LIBRARY);
-  const scdb::Macro *found = scdb::find_macro(std::string_view(run.macro));
-  if (found == nullptr) {
-    state.SkipWithError("the library has no such macro");
-    return;
+struct Row {
+  std::string name;
+  const char *macro;
+  scdb::ChipKind kind;
+  std::vector<macro_word> para;
+};
+const Row MACROS[] = {
+    {"five calls", "cp_9A11_0101", scdb::ChipKind::cpu, {}},
+    {"register dump", "cp_9A10_0101", scdb::ChipKind::cpu, {}},
+    {"line dump", "cp_9AC5_0101", scdb::ChipKind::cpu, {5, 1}},
+    {"identifier walk", "cpj_A303_0101", scdb::ChipKind::cpu, {0, 1}},
+    {"long macro of 2048 entries", "cpj_A300_0101", scdb::ChipKind::cpu, {0, 2048}},
+    {"crossbar dump", "xb_9408_0101", scdb::ChipKind::xb, {}},
+};
+
+constexpr macro_word RING = 60;
+constexpr std::size_t RING_WORDS = (37'707 + 31) / 32;
+constexpr macro_word READ = 0, WRITE = 1, SAVE = 128, RESTORE = 129;
+
+void scan(macro_word mode, const Unit &unit = {}) {
+  lmcr_scan(mode, MACRO_ALL, MACRO_ALL, MACRO_ALL, RING, _SCANBUFFER, 1, &_RETURN, err.data(), unit.type, unit.boards,
+            unit.mring.data());
+  check();
+}
+
+void copy() {
+  std::memcpy(_SCANBUFFER1, _SCANBUFFER, RING_WORDS * sizeof(macro_word));
+  benchmark::ClobberMemory();
+}
+
+/// A macro that does nothing in the direction it is given, called by the host and as macros call one another.
+constexpr macro_word NOTHING = 0x9A11;
+void direct() {
+  static macro_entry *const entry = scdb::find_macro(NOTHING)->entry;
+  const Unit unit;
+  entry(unit.type, unit.boards, unit.mring.data(), MACRO_ALL, nullptr, nullptr, err.data(), nullptr);
+}
+void nested() {
+  const Unit unit;
+  lmcr_maccall(unit.type, unit.boards, unit.mring.data(), MACRO_ALL, NOTHING, nullptr, nullptr, &_RETURN, err.data(),
+               nullptr);
+}
+
+/// Everything but the growth, which is counted only.
+template <class Each>
+void each(Each &&each) {
+  // A ring that was never written is computed from the seed: these have been.
+  scan(READ);
+  for (std::size_t i = 0; i < RING_WORDS; ++i)
+    _SCANBUFFER[i] ^= static_cast<macro_word>(i);
+  scan(WRITE);
+  each("ring read", [] { scan(READ); });
+  each("ring write", [] { scan(WRITE); });
+  each("ring save", [] { scan(SAVE); });
+  each("ring save and restore", [] {
+    scan(SAVE);
+    scan(RESTORE);
+  });
+  each("ring memcpy", copy);
+  for (const Row &row : MACROS)
+    each(row.name, Run(row.macro, row.kind, row.para));
+  each("call direct", direct);
+  each("call nested", nested);
+}
+
+void count_growth() {
+  static_cast<void>(scdb::attach(scdb::open_machine("large")));
+  for (unsigned boards = 1; boards <= scdb::BOARDS; ++boards) {
+    Unit unit;
+    unit.boards = (macro_word{1} << boards) - 1;
+    unit.mring.fill(scdb::chip_mask(scdb::ChipKind::cpu));
+    counted("growth register write, by boards " + std::to_string(boards), [&unit] {
+      lmcr_mjtag(MACRO_ALL, MACRO_ALL, MACRO_ALL, 0x01, 0, 1, &_RETURN, err.data(), unit.type, unit.boards,
+                 unit.mring.data(), 1);
+      check();
+    });
+    counted("growth ring read, by boards " + std::to_string(boards), [&unit] { scan(READ, unit); });
   }
-  std::vector<macro_word> para(run.para);
-  para.resize(32);
-  std::vector<macro_word> data(122'880);
-  std::vector<macro_word> err(ERROR_RECORD_WORDS);
-  std::vector<macro_word> exp(16);
-  const macro_word mring[MRING_WORDS] = {scdb::chip_bit(run.kind, 0)};
-  const auto once = [&] {
-    scdb::begin_run();
-    found->entry(scdb::unit_type_of(run.kind), 1, mring, run.rw, para.data(), data.data(), err.data(), exp.data());
-    return _RETURN != MACRO_FAILED;
-  };
-  Counter counter;
-  {
-    const scdb::Observing observing(counter);
-    if (!once()) {
-      state.SkipWithError("the macro failed");
-      return;
-    }
+  for (unsigned bits = 4096; bits <= 65'536; bits += 4096) {
+    const std::string text = "base = \"default\"\n[cpu.rings]\n60 = " + std::to_string(bits) + "\n";
+    static_cast<void>(scdb::attach(scdb::open_machine_text(text, "growth")));
+    counted("growth ring read and write, by bits " + std::to_string(bits), [] {
+      scan(READ);
+      ++_SCANBUFFER[0];
+      scan(WRITE);
+    });
   }
-  for (auto _ : state)
-    benchmark::DoNotOptimize(once());
-  state.counters["accesses"] = static_cast<double>(counter.calls);
-  state.counters["accesses/s"] =
-      benchmark::Counter(static_cast<double>(counter.calls), benchmark::Counter::kIsIterationInvariantRate);
-}
-
-BENCHMARK_CAPTURE(macro, five_calls, Run{"cp_9A11_0101", scdb::ChipKind::cpu, 1, {}});
-BENCHMARK_CAPTURE(macro, register_dump, Run{"cp_9A10_0101", scdb::ChipKind::cpu, 1, {}});
-BENCHMARK_CAPTURE(macro, cache_line_dump, Run{"cp_9AC5_0101", scdb::ChipKind::cpu, 1, {5, 1}});
-BENCHMARK_CAPTURE(macro, id_walk, Run{"cpj_A303_0101", scdb::ChipKind::cpu, 1, {0, 1}});
-BENCHMARK_CAPTURE(macro, long_read_2048, Run{"cpj_A300_0101", scdb::ChipKind::cpu, 1, {0, 2048}})
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(macro, crossbar_dump, Run{"xb_9408_0101", scdb::ChipKind::xb, 1, {}})->Unit(benchmark::kMillisecond);
-
-// 32 single bits that count down, and two runs of 16, as the macros pass them.
-#define DOWN_8(first) (first), (first)-1, (first)-2, (first)-3, (first)-4, (first)-5, (first)-6, (first)-7
-#define DOWN_32(first) DOWN_8(first), DOWN_8((first)-8), DOWN_8((first)-16), DOWN_8((first)-24)
-
-constexpr macro_word TOP = 0x1B873A8;
-macro_word err[ERROR_RECORD_WORDS];
-
-void put_32_single_bits(benchmark::State &state) {
-  macro_word value = 0x12345678;
-  for (auto _ : state) {
-    lmcr_sin(_SCANBUFFER, err, &_RETURN, value++, 0xFFFFFFFF, DOWN_32(TOP));
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(put_32_single_bits);
-
-void get_32_single_bits(benchmark::State &state) {
-  for (auto _ : state)
-    benchmark::DoNotOptimize(lmcr_sout(_SCANBUFFER, err, &_RETURN, 0xFFFFFFFF, DOWN_32(TOP)));
-}
-BENCHMARK(get_32_single_bits);
-
-void put_two_runs(benchmark::State &state) {
-  macro_word value = 0x12345678;
-  for (auto _ : state) {
-    lmcr_sin(_SCANBUFFER, err, &_RETURN, value++, 0xFFFFFFFF, 0xF1E0000C, 0xF1E0001C);
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(put_two_runs);
-
-void get_two_runs(benchmark::State &state) {
-  for (auto _ : state)
-    benchmark::DoNotOptimize(lmcr_sout(_SCANBUFFER, err, &_RETURN, 0xFFFFFFFF, 0xF1E0000C, 0xF1E0001C));
-}
-BENCHMARK(get_two_runs);
-
-// The same 32 bits one at a time.
-
-void put_bit_by_bit(benchmark::State &state) {
-  macro_word value = 0x12345678;
-  for (auto _ : state) {
-    for (unsigned i = 0; i < 32; ++i) {
-      const unsigned position = (TOP & 0x7FFFF) - i;
-      const macro_word bit = 0x80000000U >> position % 32;
-      if ((value >> (31 - i) & 1) != 0)
-        _SCANBUFFER[position / 32] |= bit;
-      else
-        _SCANBUFFER[position / 32] &= ~bit;
-    }
-    ++value;
-    benchmark::ClobberMemory();
+  static_cast<void>(scdb::attach(scdb::open_machine("")));
+  for (macro_word entries = 128; entries <= 2048; entries += 128) {
+    const Run run("cpj_A300_0101", scdb::ChipKind::cpu, {0, entries});
+    counted("growth long macro, by entries " + std::to_string(entries), run);
   }
 }
-BENCHMARK(put_bit_by_bit);
-
-void get_bit_by_bit(benchmark::State &state) {
-  for (auto _ : state) {
-    macro_word value = 0;
-    for (unsigned i = 0; i < 32; ++i) {
-      const unsigned position = (TOP & 0x7FFFF) - i;
-      value = value << 1 | (_SCANBUFFER[position / 32] >> (31 - position % 32) & 1);
-    }
-    benchmark::DoNotOptimize(value);
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(get_bit_by_bit);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv) {
+  if (RUNNING_ON_VALGRIND == 0) {
+    each([](const std::string &name, auto body) {
+      benchmark::RegisterBenchmark(name.c_str(), [body](benchmark::State &state) {
+        for (auto _ : state)
+          body();
+        if constexpr (requires { body.accesses(); })
+          state.counters["accesses"] = static_cast<double>(body.accesses());
+      });
+    });
+  }
+  return benchmark_main(argc, argv, [] {
+    each([](const std::string &name, auto body) { counted(name, body); });
+    count_growth();
+  });
+}

@@ -1,13 +1,16 @@
 #include <benchmark/benchmark.h>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
-// mcrhost as a whole process, from its start to its end, with its output thrown away: what a person waits for.
+// Loading the libraries, and mcrhost as a whole process, from its start to its end, with its output thrown away: what a
+// person waits for.
 
 namespace {
 
@@ -38,6 +41,42 @@ void mcrhost(benchmark::State &state, const std::vector<std::string> &arguments)
       return;
     }
 }
+
+/// Loads a library, with what it needs, in a child process.  @return the seconds it took there; negative when it
+/// failed.
+double load(const char *library) {
+  int ends[2];
+  if (pipe(ends) != 0)
+    return -1;
+  const pid_t child = fork();
+  if (child == 0) {
+    const auto start = std::chrono::steady_clock::now();
+    const bool loaded = dlopen(library, RTLD_NOW) != nullptr;
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    _exit(loaded && write(ends[1], &seconds, sizeof seconds) == sizeof seconds ? 0 : 1);
+  }
+  close(ends[1]);
+  double seconds = -1;
+  if (read(ends[0], &seconds, sizeof seconds) != sizeof seconds)
+    seconds = -1;
+  close(ends[0]);
+  if (child > 0)
+    waitpid(child, nullptr, 0);
+  return seconds;
+}
+
+void load(benchmark::State &state, const char *library) {
+  for (auto _ : state) {
+    const double seconds = load(library);
+    if (seconds < 0) {
+      state.SkipWithError("the library was not loaded");
+      return;
+    }
+    state.SetIterationTime(seconds);
+  }
+}
+BENCHMARK_CAPTURE(load, libscdb, SCDB_LIBRARY)->UseManualTime();
+BENCHMARK_CAPTURE(load, both_libraries, MACRO_LIBRARY)->UseManualTime();
 
 using Arguments = std::vector<std::string>;
 #define MCRHOST_BENCHMARK(name, ...) \

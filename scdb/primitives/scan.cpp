@@ -34,9 +34,10 @@ Outcome open(Machine &server, const ChipList &chips, unsigned ring, std::span<ma
     if (const Outcome outcome = server.read_ring({&chip, 1}, ring, kept.words); !outcome.ok())
       return outcome;
   }
-  std::ranges::fill(words, 0);
-  for (KeptRing &kept : fresh) {
+  std::ranges::copy(fresh.front().words, words.begin());
+  for (const KeptRing &kept : std::span(fresh).subspan(1))
     std::ranges::transform(words, kept.words, words.begin(), std::bit_or{});
+  for (KeptRing &kept : fresh) {
     const auto at = find_kept(kept.where);
     if (at != context.kept.end() && at->where == kept.where)
       at->words = std::move(kept.words);

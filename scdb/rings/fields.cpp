@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <bit>
 #include <cstdarg>
 #include <utility>
@@ -90,15 +91,17 @@ struct Field {
 /// does not go on so.
 /// @tparam KEEP whether the addresses themselves are kept; then none may have been counted.
 template <bool KEEP>
-void gather(Field &field, unsigned wanted, unsigned counted, std::va_list arguments) {
+void gather(Field &field, unsigned wanted, unsigned counted, std::va_list call) {
+  if (wanted == 0)
+    return;
+  std::va_list arguments;  // one that nobody else knows can be kept in registers
+  va_copy(arguments, call);
   const auto next = [&] {
     const macro_word address = va_arg(arguments, macro_word);
     if constexpr (KEEP)
       field.addresses[field.kept++] = address;
     return address;
   };
-  if (wanted == 0)
-    return;
   macro_word address = next();
   if (counted > 0) {
     field.stretches[field.count++] = {take_apart(address).position - (counted - 1), counted, true};
@@ -112,25 +115,28 @@ void gather(Field &field, unsigned wanted, unsigned counted, std::va_list argume
     if (bits.length > wanted || bits.position + bits.length > SCANBUFFER_BITS) [[unlikely]] {
       field.reason = bits.length > wanted ? Reason::bad_bit_count : Reason::bad_ring_address;
       field.offender = first;
-      return;
+      break;
     }
     unsigned length = bits.length;
     if (length < wanted)
       address = next();
     const macro_word step = address - first;
-    if (length == 1 && (step == 1 || step == MACRO_ALL))
-      for (const unsigned room = step == 1 ? static_cast<unsigned>(SCANBUFFER_BITS) - bits.position : bits.position + 1;
-           length < wanted && length < room && address == first + step * length;) {
+    if (length == 1 && (step == 1 || step == MACRO_ALL)) {
+      const unsigned room = step == 1 ? static_cast<unsigned>(SCANBUFFER_BITS) - bits.position : bits.position + 1;
+      const unsigned most = std::min(wanted, room);
+      for (macro_word expected = address; length < most && address == expected; expected += step) {
         ++length;
         if (length < wanted)
           address = next();
       }
+    }
     const bool descending = length > bits.length && step == MACRO_ALL;
     field.stretches[field.count++] = {bits.position - (descending ? length - 1 : 0), length, descending};
     wanted -= length;
     if (wanted == 0)
-      return;
+      break;
   }
+  va_end(arguments);
 }
 
 /// What insertion and extraction refuse before they touch the buffer.
