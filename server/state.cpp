@@ -75,10 +75,15 @@ void Cells::set(std::span<const macro_word> words) {
       ++same;
     if (same == words.size())
       return;
-    store();
+    if (words.size() < size_)
+      store();
+    else
+      words_.resize(size_);
   }
-  for (std::size_t i = 0; i < words.size(); ++i)
-    words_[i] = words[i] & layout_.mask;
+  std::ranges::copy(words, words_.begin());
+  if (layout_.mask != MACRO_ALL)
+    for (std::size_t i = 0; i < words.size(); ++i)
+      words_[i] &= layout_.mask;
   words_[words.size() - 1] &= mask(words.size() - 1);
 }
 
