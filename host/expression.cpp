@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cctype>
 
 #include "error.hpp"
@@ -10,15 +11,18 @@
 namespace host {
 namespace {
 
-constexpr std::int64_t LIMIT = 0xFFFFFFFF;
+/// No size or count of any use comes near it, and a sum of two such numbers does not overflow.
+constexpr std::int64_t LIMIT = std::int64_t{1} << 48;
 
 std::int64_t quotient_rounded_down(std::int64_t left, std::int64_t right) {
   const std::int64_t quotient = left / right;
   return left % right != 0 && (left < 0) != (right < 0) ? quotient - 1 : quotient;
 }
 
-bool product_exceeds(std::int64_t left, std::int64_t right) {
-  return left != 0 && std::abs(right) > LIMIT / std::abs(left);
+std::int64_t product_of(std::int64_t left, std::int64_t right) {
+  if (left != 0 && std::abs(right) > LIMIT / std::abs(left))
+    return (left < 0) == (right < 0) ? LIMIT : -LIMIT;
+  return left * right;
 }
 
 bool is_name_character(char character) {
@@ -112,11 +116,7 @@ Expression Expression::parse(std::string_view text) {
 
 std::int64_t Expression::value(const Lookup &lookup) const {
   std::vector<std::int64_t> stack;
-  const auto push = [&](std::int64_t value) {
-    if (std::abs(value) > LIMIT)
-      throw ExpressionError(fmt::format("'{}' exceeds {}", text_, LIMIT));
-    stack.push_back(value);
-  };
+  const auto push = [&](std::int64_t value) { stack.push_back(std::clamp(value, -LIMIT, LIMIT)); };
   for (const Step &step : steps_) {
     if (step.kind != Step::Kind::operation) {
       push(step.kind == Step::Kind::number ? step.number : lookup(step.text));
@@ -134,7 +134,7 @@ std::int64_t Expression::value(const Lookup &lookup) const {
         push(left - right);
         break;
       case '*':
-        push(product_exceeds(left, right) ? LIMIT + 1 : left * right);
+        push(product_of(left, right));
         break;
       default:
         if (right == 0)

@@ -27,7 +27,8 @@ class Expression {
   /// @throw ExpressionError
   [[nodiscard]] static Expression parse(std::string_view text);
 
-  /// @throw ExpressionError for a division by 0 and for what exceeds 32 bits and a sign.
+  /// What exceeds 48 bits and a sign ends there: words that a macro refuses may make sizes of any size.
+  /// @throw ExpressionError for a division by 0.
   [[nodiscard]] std::int64_t value(const Lookup &lookup) const;
   [[nodiscard]] std::vector<std::string_view> names() const;
   [[nodiscard]] bool is_constant() const { return names().empty(); }
