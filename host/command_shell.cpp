@@ -45,7 +45,8 @@ ExitStatus run_line(std::string_view line, std::string_view place) {
 /// Lines as they are typed.
 void converse(const Session &session) {
   const std::string machine = label_of(current_machine());
-  write_error(fmt::format("{}: 'help' shows the commands, Tab completes words, 'exit' leaves\n", machine));
+  write_error(fmt::format("{}: 'help' shows the commands, {}'exit' leaves\n", machine,
+                          LineEditor::COMPLETES ? "Tab completes words, " : ""));
   KeptLines kept;
   LineEditor editor{machine + "> ", complete_line};
   for (const std::string &line : kept.earlier())

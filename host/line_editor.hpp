@@ -15,6 +15,9 @@ class LineEditor {
  public:
   using Completer = std::function<LineCompletion(std::string_view line)>;
 
+  /// Whether Tab completes words and keys bring earlier lines back: for some processors there is no library for that.
+  static const bool COMPLETES;
+
   LineEditor(std::string prompt, Completer completer);
   ~LineEditor();
   LineEditor(const LineEditor &) = delete;

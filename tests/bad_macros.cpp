@@ -104,6 +104,13 @@ BAD_MACRO(sp_0009_0102) {
   return 0;
 }
 
+// Calls through a pointer that leads nowhere.
+BAD_MACRO(sp_000B_0101) {
+  volatile std::uintptr_t nowhere = 64;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a made-up address.
+  return reinterpret_cast<int (*)()>(nowhere)();
+}
+
 // Makes one call and then never ends.
 BAD_MACRO(sp_000A_0101) {
   lmcr_wait(1);

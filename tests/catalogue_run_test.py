@@ -26,7 +26,11 @@ RUNS = [
      "  record  5  0xFFFFFFA6  there is no group 3 (sub-code -90)\n"
      "  record  6  0x00000018  offending value\n"),
     # A count that the macro refuses, with which it would make more calls than 32 bits can tell.
-    ("9AC1 --para 0,-1 --unit cpu:0.0", FAILED, "cpu:0.0  read", "?"),
+    ("9AC1 --para 0,-1 --unit cpu:0.0", FAILED, "cpu:0.0  read",
+     "failed: parameter refused: the count is not 1 to 1024 (sub-code -3), value 0xFFFFFFFF\n"
+     "  record  0  0xFFFFFF9D  parameter error\n"
+     "  record  5  0xFFFFFFFD  the count is not 1 to 1024 (sub-code -3)\n"
+     "  record  6  0xFFFFFFFF  offending value\n"),
 ]
 
 MISUSES = [

@@ -61,6 +61,7 @@ RUNS = [
 CRASHES = [
     ("sp_0002 --para 8 --data-words 8", rf"{WRITE} _DATA\[8\], 1 word past .*, during primitive call 2, lmcr_pgen"),
     ("sp_0003", "invalid memory access at address 0x40 outside every area of the macro, before any primitive call"),
+    ("sp_000B", "invalid memory access at address 0x(40|0) outside every area of the macro, before any primitive call"),
     ("sp_0004", "invalid memory access at address 0x[0-9A-F]+ outside every area of the macro, .*"),
     ("sp_0005 --rw write --para 1 131072", rf"{WRITE} _DATA\[131072\], .*, after primitive call 2, lmcr_wait"),
 ]

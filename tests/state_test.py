@@ -16,6 +16,21 @@ WRITE = "run cp_9A12_0101 --unit cpu:0.0 --rw write --para 0x0D --data 0x12345"
 READ = "run cp_9A12_0101 --unit cpu:0.0 --para 0x0D --raw"
 READ_OUTPUT = f"cp_9A12_0101  cpu:0.0  read  {ON}\n     0  0x00012345\nok: 1 data word, 3 primitive calls\n"
 
+# What is kept of the machine after WRITE, and of a ring at power-on: on every processor the same, byte for byte.
+KEPT_STATE = """simulated machine state 1
+machine 5791B9C0 two-board server
+clock 0
+chip cpu:0.0
+cells register port 16-23
+5 00012345
+cells register port 16-23 before
+5 0001662D
+cells register port command
+0 41512345
+end
+"""
+KEPT_RING = "52494E47 00000001 00000001 00000056 00000060 D75654F9 230C2C16 38C49C3C"
+
 # What a dry run says that a macro would write: arguments, and the lines.
 PLANS = [
     ("cp_9A12_0101 --unit cpu:0 --together --rw write --para 0x0D --data 0x12345",
@@ -94,6 +109,12 @@ class Files(unittest.TestCase):
         self.expect(f"{READ} --state machine", OK, READ_OUTPUT)
         self.assertNotEqual(self.expect(READ, OK), READ_OUTPUT)
         self.assertEqual(self.names(), ["machine"])
+
+    def test_files_go_from_one_processor_to_another(self):
+        self.expect(f"{WRITE} --state machine", OK)
+        self.assertEqual((self.folder / "machine").read_bytes(), KEPT_STATE.encode())
+        self.expect("ring save 0x56 ring --unit cpu:0.0", OK)
+        self.assertEqual((self.folder / "ring").read_bytes(), bytes.fromhex(KEPT_RING))
 
     def test_a_link_and_permissions_stay(self):
         self.expect(f"{WRITE} --state machine", OK)

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 #include <histedit.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -8,13 +7,13 @@
 #include <array>
 #include <cerrno>
 #include <clocale>
-#include <csignal>
 #include <cstdio>
 #include <cwchar>
 #include <string_view>
 #include <utility>
 
 #include "line_editor.hpp"
+#include "terminal/interruptible.hpp"
 
 namespace host {
 namespace {
@@ -24,48 +23,6 @@ constexpr std::size_t COLUMNS_IF_UNKNOWN = 80;
 // What mbrtowc() says of bytes.
 constexpr auto INVALID = static_cast<std::size_t>(-1);
 constexpr auto INCOMPLETE = static_cast<std::size_t>(-2);
-
-/// While it lives Ctrl-C ends the reading of a line, and not the program.  The signal comes only while somebody waits
-/// for a key, so that none is missed between two of them.
-class Interruptible {
- public:
-  Interruptible() {
-    sigset_t interrupt;
-    sigemptyset(&interrupt);
-    sigaddset(&interrupt, SIGINT);
-    sigprocmask(SIG_BLOCK, &interrupt, &while_waiting_);
-    struct sigaction action {};
-    action.sa_handler = [](int /*signal*/) { seen_ = 1; };
-    sigemptyset(&action.sa_mask);
-    seen_ = 0;
-    sigaction(SIGINT, &action, &before_);
-  }
-  ~Interruptible() {
-    sigaction(SIGINT, &before_, nullptr);
-    sigprocmask(SIG_SETMASK, &while_waiting_, nullptr);
-  }
-  Interruptible(const Interruptible &) = delete;
-  Interruptible &operator=(const Interruptible &) = delete;
-
-  [[nodiscard]] static bool interrupted() { return seen_ != 0; }
-
-  /// Waits until there is something to read.
-  [[nodiscard]] static bool wait_for_key() {
-    while (!interrupted()) {
-      pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
-      if (ppoll(&input, 1, nullptr, &while_waiting_) > 0)
-        return true;
-    }
-    return false;
-  }
-
- private:
-  static volatile std::sig_atomic_t seen_;
-  static sigset_t while_waiting_;
-  struct sigaction before_ {};
-};
-volatile std::sig_atomic_t Interruptible::seen_ = 0;
-sigset_t Interruptible::while_waiting_;
 
 /// Reads a character for the editor.
 /// @return 1, 0 at the end of the input, -1 after Ctrl-C or an error.
@@ -120,6 +77,8 @@ std::string table_of(const std::vector<Candidate> &candidates, std::size_t colum
 }
 
 }  // namespace
+
+const bool LineEditor::COMPLETES = true;
 
 struct LineEditor::Terminal {
   Terminal(std::string prompt_text, Completer how)

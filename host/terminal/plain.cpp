@@ -5,10 +5,13 @@
 #include <utility>
 
 #include "line_editor.hpp"
+#include "terminal/interruptible.hpp"
 
 namespace host {
 
-/// Where there is no library for editing: the terminal's own.
+// Where there is no library for editing the terminal itself takes lines.
+const bool LineEditor::COMPLETES = false;
+
 struct LineEditor::Terminal {
   std::string prompt;
 };
@@ -19,9 +22,16 @@ LineEditor::LineEditor(std::string prompt, Completer /*completer*/)
 LineEditor::~LineEditor() = default;
 
 std::optional<std::string> LineEditor::read() {
+  const Interruptible interruptible;
   fmt::print(stderr, "{}", terminal_->prompt);
-  std::string line;
-  return std::getline(std::cin, line) ? std::optional{line} : std::nullopt;
+  // There is something to read when the line is complete.
+  if (Interruptible::wait_for_key()) {
+    std::string line;
+    if (std::getline(std::cin, line))
+      return line;
+  }
+  fmt::print(stderr, "\n");
+  return Interruptible::interrupted() ? std::optional{std::string{}} : std::nullopt;
 }
 
 void LineEditor::remember(const std::string & /*line*/) {}

@@ -8,4 +8,4 @@ constexpr cpu::LongRings RINGS{.port = 0, .data = 48, .control = 58};
 
 }  // namespace
 
-MACRO_ENTRY(cp_9B00_0101, cpu::LongWalk<RINGS>)
+MACRO_ENTRY(cp_9B00_0101, cpu::LongWalk, RINGS)

@@ -8,4 +8,4 @@ constexpr cpu::LongRings RINGS{.port = 1, .data = 51, .control = 59};
 
 }  // namespace
 
-MACRO_ENTRY(cp_9B40_0101, cpu::LongWalk<RINGS>)
+MACRO_ENTRY(cp_9B40_0101, cpu::LongWalk, RINGS)

@@ -2,4 +2,4 @@
 
 IDENTIFICATION static const char mcrid[] = "MACRO: cpj_A385_0101 (0001)  2026.11.21 09:00:00  PRO1 macrodebug";
 
-MACRO_ENTRY(cpj_A385_0101, cpu::IndexWalk<2>)
+MACRO_ENTRY(cpj_A385_0101, cpu::IndexWalk, cpu::port(2))

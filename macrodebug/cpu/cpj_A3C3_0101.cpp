@@ -2,4 +2,4 @@
 
 IDENTIFICATION static const char mcrid[] = "MACRO: cpj_A3C3_0101 (0001)  2026.11.21 09:00:00  PRO1 macrodebug";
 
-MACRO_ENTRY(cpj_A3C3_0101, cpu::IdWalk<3>)
+MACRO_ENTRY(cpj_A3C3_0101, cpu::IdWalk, cpu::port(3))

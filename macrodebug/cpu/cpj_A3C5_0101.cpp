@@ -2,4 +2,4 @@
 
 IDENTIFICATION static const char mcrid[] = "MACRO: cpj_A3C5_0101 (0001)  2026.11.21 09:00:00  PRO1 macrodebug";
 
-MACRO_ENTRY(cpj_A3C5_0101, cpu::IndexWalk<3>)
+MACRO_ENTRY(cpj_A3C5_0101, cpu::IndexWalk, cpu::port(3))

@@ -21,14 +21,15 @@ inline constexpr macro_word PORT_COMMANDS = 0x40000;
   return rings << 19;
 }
 
-/// What a port's numbers are.
-template <macro_word PORT>
-struct PortNumbers {
-  static constexpr macro_word RING = 48 + PORT * PORT_RINGS;
-  /// To be added to the bit addresses and to the command words of port 0.
-  static constexpr macro_word ADDRESSES = address_distance(PORT * PORT_RINGS);
-  static constexpr macro_word COMMANDS = PORT * PORT_COMMANDS;
+/// What tells a port from the others.
+struct Port {
+  macro_word ring;
+  macro_word addresses;  ///< to be added to the bit addresses of port 0
+  macro_word commands;   ///< to be added to its command words
 };
+[[nodiscard]] consteval Port port(macro_word number) {
+  return {48 + number * PORT_RINGS, address_distance(number * PORT_RINGS), number * PORT_COMMANDS};
+}
 
 /// A ring as it was before the first pattern.  Without initialiser: it is as large as a scan buffer.
 using RingImage = macro_word[SCANBUFFER_WORDS];

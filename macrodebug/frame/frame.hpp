@@ -124,11 +124,12 @@ struct Frame {
   }
 };
 
-/// Runs a macro's body.
-template <class Macro>
+/// Runs a macro's body.  A body that is compiled once for all members of a family takes the member's record as the
+/// argument of its run().
+template <class Macro, auto... RECORD>
 int run(macro_word _UNIT_TYPE, macro_word _UNIT_NO, const macro_word *_MRING, macro_word _RW, const macro_word *_PARA,
         macro_word *_DATA, macro_word *_ERR, macro_word *_EXP) {
-  return Macro{{_UNIT_TYPE, _UNIT_NO, _MRING, _RW, _PARA, _DATA, _ERR, _EXP}}.run();
+  return Macro{{_UNIT_TYPE, _UNIT_NO, _MRING, _RW, _PARA, _DATA, _ERR, _EXP}}.run(RECORD...);
 }
 
 }  // namespace frame
@@ -136,13 +137,20 @@ int run(macro_word _UNIT_TYPE, macro_word _UNIT_NO, const macro_word *_MRING, ma
 /// Keeps the identification string of a macro, which nothing refers to, in the binary.
 #define IDENTIFICATION [[gnu::used]]
 
-/// The exported entry of a macro: MACRO_ENTRY(cp_9A10_0101, Body).  Flattened: as a function of its own the body would
-/// have its frame in memory.
-#define MACRO_ENTRY(name, ...)                                                                                       \
-  extern "C" [[gnu::visibility("default"), gnu::flatten]] int name(                                                  \
-      macro_word _UNIT_TYPE, macro_word _UNIT_NO, const macro_word *_MRING, macro_word _RW, const macro_word *_PARA, \
-      macro_word *_DATA, macro_word *_ERR, macro_word *_EXP) {                                                       \
-    return frame::run<__VA_ARGS__>(_UNIT_TYPE, _UNIT_NO, _MRING, _RW, _PARA, _DATA, _ERR, _EXP);                     \
+/// Flattened: as a function of its own a macro's body would have its frame in memory.  Where the library is built for
+/// size, its functions are shared instead.
+#ifdef __OPTIMIZE_SIZE__
+#define MACRO_ENTRY_ATTRIBUTES [[gnu::visibility("default")]]
+#else
+#define MACRO_ENTRY_ATTRIBUTES [[gnu::visibility("default"), gnu::flatten]]
+#endif
+
+/// The exported entry of a macro: MACRO_ENTRY(cp_9A10_0101, Body), or MACRO_ENTRY(cpj_A300_0101, Body, record).
+#define MACRO_ENTRY(name, ...)                                                                                     \
+  extern "C" MACRO_ENTRY_ATTRIBUTES int name(macro_word _UNIT_TYPE, macro_word _UNIT_NO, const macro_word *_MRING, \
+                                             macro_word _RW, const macro_word *_PARA, macro_word *_DATA,           \
+                                             macro_word *_ERR, macro_word *_EXP) {                                 \
+    return frame::run<__VA_ARGS__>(_UNIT_TYPE, _UNIT_NO, _MRING, _RW, _PARA, _DATA, _ERR, _EXP);                   \
   }
 
 /// The placeholder entry of a unit directory.
