@@ -21,11 +21,8 @@ using support::ERR_BACKGROUND;
 using support::Follower;
 
 /// The points at which a run of `count` steps is disturbed: each of the first `complete`, and `spread` of the others at
-/// equal distances, the last step among them.  An emulated processor takes thirty times as long, and what macros do when
-/// something fails does not depend on it: there a twentieth of the first ones has to do.
+/// equal distances, the last step among them.
 std::vector<std::size_t> points(std::size_t count, std::size_t complete, std::size_t spread) {
-  if (EMULATED)
-    complete /= 20;
   std::vector<std::size_t> chosen;
   for (std::size_t i = 0; i < std::min(count, complete); ++i)
     chosen.push_back(i);
