@@ -129,10 +129,11 @@ Candidates flags(const ValueNames &names, const std::string &field, std::string_
   const std::size_t plus = value.rfind('+');
   const std::string before{plus == std::string_view::npos ? std::string_view{} : value.substr(0, plus + 1)};
   const std::vector<std::string_view> given = split(before, '+');
+  const std::string start = field + before;
   Candidates candidates;
   for (const std::string &flag : names.flags)
     if (std::ranges::find(given, flag) == given.end())
-      candidates.push_back({field + before + flag, before.empty() && names.flags.size() == 1});
+      candidates.push_back({start + flag, before.empty() && names.flags.size() == 1});
   if (before.empty() && !names.flags.empty())
     for (const char *const choice : {"all", "none"})
       candidates.push_back({field + choice});
@@ -265,7 +266,7 @@ std::vector<Candidate> values_of(const CLI::Option &option, const Given &given) 
 
   Candidates candidates;
   for (const std::string &name : what_it_takes(option))
-    if (const auto source = std::ranges::find(SOURCES, name, &Source::takes); source != SOURCES.end()) {
+    if (const auto *const source = std::ranges::find(SOURCES, name, &Source::takes); source != SOURCES.end()) {
       candidates = source->values(value);
       break;
     } else if (is_literal(name)) {

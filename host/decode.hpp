@@ -41,6 +41,6 @@ struct DecodedBlock {
 [[nodiscard]] std::string text_of(const DataField &field, std::uint64_t value);
 
 /// Which bits a syndrome says are wrong: "clean", "data bit 17 wrong", "check bit 3 wrong", "several bits wrong".
-[[nodiscard]] std::string text_of_syndrome(SyndromeCode code, std::uint64_t syndrome);
+[[nodiscard]] std::string text_of_syndrome(SyndromeCode name, std::uint64_t syndrome);
 
 }  // namespace host

@@ -52,7 +52,7 @@ enum class Chips : std::uint8_t { any, one };
 /// @param title   what is done, "jtag read 0x0F".
 /// @throw InputError, scdb::MachineError
 [[nodiscard]] ExitStatus access_chips(const DirectOptions &options, const std::string &title, const ChipAccess &access,
-                                      Chips chips = Chips::any);
+                                      Chips how_many = Chips::any);
 
 /// Reads a number that must lie in a range.
 /// @throw InputError that names the range.

@@ -163,7 +163,7 @@ std::vector<std::string> failures_of(const RunResult &run, const MacroEntry *ent
 }
 
 std::string_view title_of_sub_code(macro_word code) {
-  const auto row = std::ranges::find(SUB_CODES, code, &SubCode::code);
+  const auto *const row = std::ranges::find(SUB_CODES, code, &SubCode::code);
   return row == SUB_CODES.end() ? std::string_view{} : row->title;
 }
 

@@ -33,7 +33,7 @@ std::filesystem::path state_folder() {
 
 /// This program's part of it, made where it is not there.
 std::filesystem::path open_folder() {
-  const std::filesystem::path folder = state_folder() / "mcrhost";
+  std::filesystem::path folder = state_folder() / "mcrhost";
   std::error_code error;
   std::filesystem::create_directories(folder, error);
   if (error)

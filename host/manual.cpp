@@ -159,6 +159,7 @@ std::string parts_of(const std::vector<const CLI::App *> &parts, const std::stri
 
 std::string synopses_of(const std::vector<const CLI::App *> &parts, const std::string &words) {
   std::vector<std::string> synopses;
+  synopses.reserve(parts.size());
   for (const CLI::App *part : parts)
     synopses.push_back(synopsis_of(*part, fmt::format("{} {}", words, part->get_name())));
   return fmt::format("{}", fmt::join(synopses, ".br\n"));

@@ -104,9 +104,9 @@ CaseResult case_of(const Json &json) {
   result.step = json.at("step");
   result.unit = json.at("unit");
   result.values = json.value("values", "");
-  const auto outcome = std::ranges::find(OUTCOMES, json.at("outcome").get<std::string>());
-  const auto verdict = std::ranges::find(ALL_VERDICTS, json.at("verdict").get<std::string>(),
-                                         [](PlanVerdict row) { return std::string{name_of(row)}; });
+  const auto *const outcome = std::ranges::find(OUTCOMES, json.at("outcome").get<std::string>());
+  const auto *const verdict = std::ranges::find(ALL_VERDICTS, json.at("verdict").get<std::string>(),
+                                                [](PlanVerdict row) { return std::string{name_of(row)}; });
   if (outcome == OUTCOMES.end() || verdict == ALL_VERDICTS.end())
     throw std::out_of_range("no such outcome");
   result.outcome = static_cast<Outcome>(outcome - OUTCOMES.begin());

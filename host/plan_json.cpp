@@ -11,7 +11,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-void write(Json json) {
+void write(const Json &json) {
   write_output(json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 

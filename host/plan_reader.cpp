@@ -185,6 +185,7 @@ class PlanReader final : TomlReader {
     }
     std::ranges::sort(placed, {}, [](const auto &row) { return std::pair{row.first.line, row.first.column}; });
     std::vector<Loop> ordered;
+    ordered.reserve(placed.size());
     for (auto &[position, loop] : placed)
       ordered.push_back(std::move(loop));
     return ordered;

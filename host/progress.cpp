@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
@@ -35,7 +36,7 @@ bool is_terminal() {
 
 /// "45 s", "2 min 05 s", "3 h 20 min".
 std::string text_of_time(double seconds) {
-  const auto whole = static_cast<std::uint64_t>(seconds + 0.5);
+  const auto whole = static_cast<std::uint64_t>(std::llround(seconds));
   if (whole < 60)
     return fmt::format("{} s", whole);
   if (whole < 3600)

@@ -152,10 +152,11 @@ void Reader::read_chips(const toml::table &table, Description::PerKind &chips) c
       chips[static_cast<std::size_t>(kind.kind)] =
           static_cast<unsigned>(integer(*node, fmt::format("{} chips of a board", kind.name), 0, kind.limit));
   std::vector<std::string_view> accepted;
+  accepted.reserve(CHIP_KINDS.size() + 1);
   for (const Kind &kind : CHIP_KINDS)
     accepted.emplace_back(kind.name);
   if (&chips != &into_.chips)
-    accepted.push_back("number");
+    accepted.emplace_back("number");
   check_keys(table, accepted);
 }
 
@@ -199,7 +200,7 @@ void Reader::read_setting(const Selector &chips, std::string_view name, const to
   } else {
     std::vector<std::string_view> accepted{"seed"};
     if (!chips.board && !chips.number)
-      accepted.push_back("rings");
+      accepted.emplace_back("rings");
     for (const Parameter &parameter : parameters)
       accepted.emplace_back(parameter.name);
     fail(node, fmt::format("unknown key '{}' of {} chips; accepted here: {}", name, scdb::info(chips.kind).name,

@@ -31,6 +31,7 @@ struct LongWalk : MemoryPort {
   static constexpr macro_word GROUPS = 8;
   static constexpr macro_word GROUPS_OF_A_STEP = 2;
   static constexpr int32_t GROUP_WORDS = 3;
+  static constexpr int32_t ENTRY_WORDS = 24;
 
   // Command words of the first group.  Those of the others count up from them.
   static constexpr macro_word WRITE_GROUP = 0x00000408;
@@ -75,7 +76,7 @@ struct LongWalk : MemoryPort {
       else
         write_entry(rings, _SCANWORK0, _WRD);
       ++_WORK0;
-      _WRD += GROUPS * GROUP_WORDS;
+      _WRD += ENTRY_WORDS;
       if (!running())
         break;
     }

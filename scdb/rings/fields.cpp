@@ -17,7 +17,8 @@ namespace {
 /// Written out, not looped over: then the compiler knows where an argument lies and need not find out at run time
 /// whether it came in a register.
 template <std::size_t... I>
-[[gnu::always_inline]] inline bool count_down(std::va_list &arguments, macro_word &address, std::index_sequence<I...>) {
+[[gnu::always_inline]] inline bool count_down(std::va_list &arguments, macro_word &address,
+                                              std::index_sequence<I...> /*indices*/) {
   return ((static_cast<void>(I), va_arg(arguments, macro_word) == --address) && ...);
 }
 
