@@ -89,7 +89,7 @@ void add_transfer(CLI::App &group, Action &action, const std::string &name, scdb
         ->required();
   command->add_option("--port", options->port, "Port mask of the transfer, or all for the chip's own port (default)")
       ->option_text("N");
-  command->add_option("--mode", options->mode, "I2cTransfer mode: 2 = register access (default), 3 = command word")
+  command->add_option("--mode", options->mode, "Transfer mode: 2 = register access (default), 3 = command word")
       ->option_text("2|3");
   command
       ->add_option("--length", options->length,

@@ -111,6 +111,10 @@ void add_shell(CLI::App &app, Action &action) {
   add_state_option(*command, options->common);
   add_library_option(*command, options->common);
   add_catalogue_option(*command, options->catalogue);
+  const std::string keys = LineEditor::COMPLETES ? "  Tab completes commands, options, macros, units, fields,\n"
+                                                   "values and files; arrow keys and Ctrl-R bring earlier lines back; "
+                                                   "'help', 'exit' and Ctrl-D do what they say.\n"
+                                                 : "\n'help', 'exit' and Ctrl-D do what they say.\n";
   command->footer(
       "Examples:\n"
       "  mcrhost shell\n"
@@ -120,8 +124,7 @@ void add_shell(CLI::App &app, Action &action) {
       "\n"
       "Lines are the commands of mcrhost, with or without its name; quotes and \\ are those of other shells, # begins "
       "a\n"
-      "comment.  The options given here hold for all lines.  Tab completes commands, options, macros, units, fields,\n"
-      "values and files; arrow keys and Ctrl-R bring earlier lines back; 'help', 'exit' and Ctrl-D do what they say.\n"
+      "comment.  The options given here hold for all lines." + keys +
       "\n"
       "At a terminal it ends with 0.  Else it stops at the first line that does not end with 0, and ends as that did.");
   command->callback([options, &action] { action = [options] { return shell(*options); }; });

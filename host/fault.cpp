@@ -27,8 +27,8 @@ void catch_fault(int signal, siginfo_t *info, void *context) {
   caught.signal = signal;
   // The kernel sends SI_KERNEL where the processor gave no address, and SI_USER and below for signals of programs.
   if ((signal == SIGSEGV || signal == SIGBUS) && info->si_code > 0 && info->si_code != SI_KERNEL) {
+    caught.access = faulting_access(context);
     caught.address = reinterpret_cast<std::uintptr_t>(info->si_addr);
-    caught.access = faulting_access(context, *caught.address);
   }
   siglongjmp(resume, 1);
 }

@@ -29,7 +29,7 @@ struct Fault {
 
 /// Whether a memory access that faulted read or wrote.  Each processor says it in its own place of the signal's
 /// machine context; one source of processor/ supplies this.
-/// @param context  what a signal handler receives, a ucontext_t.  @param address  what was accessed.
-[[nodiscard]] Access faulting_access(const void *context, std::uintptr_t address);
+/// @param context  what a signal handler receives, a ucontext_t.
+[[nodiscard]] Access faulting_access(const void *context);
 
 }  // namespace host

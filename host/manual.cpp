@@ -204,7 +204,7 @@ std::string page_of_program(const CLI::App &app) {
          + section("DESCRIPTION", text_line(app.get_description()) + ".PP\n" + footer.paragraphs)
          + section("COMMANDS", commands) + section("OPTIONS", in_a_row(options_of(app)))
          + section("ENVIRONMENT", item(bold(LIBRARY_VARIABLE),
-                                       "Macro libraries to load, in_a_row by ':', where "
+                                       "Macro libraries to load, joined by ':', where "
                                        "--library names none."))
          + section("EXIT STATUS", exit_status()) + section("EXAMPLES", footer.examples)
          + section("SEE ALSO", fmt::format("{}\n", fmt::join(pages, ",\n")));

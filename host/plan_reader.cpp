@@ -205,9 +205,11 @@ class PlanReader final : TomlReader {
         text.fields.push_back(fmt::format("{}={}", key.str(), word(node, key.str())));
     const std::vector<Loop> loops = this->loops(table);
     std::size_t count = 1;
-    for (const Loop &loop : loops)
-      if ((count *= loop.values.size()) > MOST_CASES)
+    for (const Loop &loop : loops) {
+      if (loop.values.size() > MOST_CASES / count)
         fail(*table.get("for"), fmt::format("'for' comes to more than {} runs", MOST_CASES));
+      count *= loop.values.size();
+    }
     variants_ += count;
     if (variants_ > MOST_CASES)
       fail(place_of_macro, fmt::format("the plan comes to more than {} runs", MOST_CASES));

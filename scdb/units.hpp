@@ -17,7 +17,7 @@ enum class ChipKind : std::uint8_t { cpu = 0, mac = 1, sc = 2, xb = 3, ioc = 4, 
 /// Boards of a server, 0 to 15; the unit number is a mask of them.
 inline constexpr unsigned BOARDS = MRING_WORDS;
 
-/// One chip: kind, system board (0 to 15) and number on the board.
+/// One chip: kind, system board (0 to 15) and number on the board; undetermined unless it is given them.
 struct Chip {
   ChipKind kind;
   std::uint8_t board;

@@ -1,8 +1,9 @@
 #include "server/cpu_ports.hpp"
 
-#include <bit>
-
 #include <fmt/format.h>
+
+#include <array>
+#include <bit>
 
 #include "server/cpu_clock.hpp"
 
@@ -219,21 +220,28 @@ void MemoryPorts::access_ram(State &state, unsigned port, unsigned group, bool r
   unsigned address = 0;
   for (const unsigned position : RAM_ADDRESS)
     address = address << 1 | (bit(state, control, position) ? 1 : 0);
+  // A group begins at the upper or at the lower half of a word; its words are accessed once each.
+  const std::size_t index = std::size_t{address} * RAM_ENTRY_WORDS + group * GROUP_BITS / 32;
+  std::array<macro_word, (GROUP_BITS + 31) / 32> words{};
+  for (std::size_t i = 0; i < words.size(); ++i)
+    words[i] = reads ? state.read(rams_[port], index + i) : state.cells()[rams_[port]].get(index + i);
   for (unsigned piece = 0; piece < PIECES; ++piece) {
-    const unsigned at = group * GROUP_BITS + piece * PIECE_BITS;
-    const std::size_t index = std::size_t{address} * RAM_ENTRY_WORDS + at / 32;
+    const unsigned at = group * GROUP_BITS % 32 + piece * PIECE_BITS;
     const unsigned shift = 32 - PIECE_BITS - at % 32;
+    macro_word &word = words[at / 32];
     const unsigned first = (reads ? DATA_GROUP_0 : CONTROL_GROUP_0) + group * GROUP_SPAN;
     const Bits place = piece + 1 < PIECES ? Bits{first + GROUP_SPAN - 1 - piece * PIECE_BITS, PIECE_BITS, Bits::DOWN}
                                           : Bits{first, PIECE_BITS, Bits::UP};
     if (reads) {
-      set_value(state, data, place, ~(state.read(rams_[port], index) >> shift));
+      set_value(state, data, place, ~(word >> shift));
     } else {
       const macro_word mask = MACRO_ALL >> (32 - PIECE_BITS) << shift;
-      const macro_word held = state.cells()[rams_[port]].get(index);
-      state.write(rams_[port], index, (held & ~mask) | value(state, control, place) << shift);
+      word = (word & ~mask) | value(state, control, place) << shift;
     }
   }
+  if (!reads)
+    for (std::size_t i = 0; i < words.size(); ++i)
+      state.write(rams_[port], index + i, words[i]);
 }
 
 void MemoryPorts::ring_written(State &state, unsigned ring) const {

@@ -1,5 +1,6 @@
 #include "server/description.hpp"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -36,9 +37,12 @@ std::string text_of_file(const std::string &path) {
     file.open(path, std::ios::binary);
   if (!file.is_open())
     throw MachineError(fmt::format("machine description {}: {}", path, std::strerror(errno)));
-  std::string text(LARGEST + 1, '\0');
-  file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  text.resize(static_cast<std::size_t>(file.gcount()));
+  std::string text;
+  // A device may have no end.
+  for (std::array<char, 65536> chunk; file && text.size() <= LARGEST;) {
+    file.read(chunk.data(), chunk.size());
+    text.append(chunk.data(), static_cast<std::size_t>(file.gcount()));
+  }
   if (text.size() > LARGEST)
     throw MachineError(fmt::format("machine description {}: {}", path, std::strerror(EFBIG)));
   return text;

@@ -163,6 +163,30 @@ bit = 144
     EXPECT_EQ(run.data[i], (i % 3 == 2 ? 0xFFFF : 0) | (i == 24 + 5 ? 0x80000000 : 0)) << i;
 }
 
+/// A group's words are accessed once each, though their halves go to different words of the ring.
+TEST(SimulatedPorts, AFaultOfOneAccessShowsOnce) {
+  // Groups 0 and 1 are words 0, 1, 2 and 2, 3, 4 of an entry.
+  for (const auto &[bit, after] : {std::pair{0, 0}, {31, 0}, {64, 2}, {95, 3}, {127, 4}}) {
+    const support::Server server(fmt::format(R"(base = "default"
+[[fault]]
+chip = "cpu:1.1"
+place = "array port 2 ram"
+kind = "flip"
+entry = 5
+bit = {}
+after = {}
+times = 1
+)",
+                                             bit, after));
+    const RunResult first = run_macro({"cpj_A380_0101", 1, {5, 1}, {}, 24}, CPU);
+    const RunResult second = run_macro({"cpj_A380_0101", 1, {5, 1}, {}, 24}, CPU);
+    int different = 0;
+    for (std::size_t i = 0; i < 24; ++i)
+      different += std::popcount(first.data[i] ^ second.data[i]);
+    EXPECT_EQ(different, 1) << "bit " << bit;
+  }
+}
+
 TEST(SimulatedLinks, EveryLaneArrives) {
   const support::Server server;
   for (const char *macro : {"cp_9B09_0101", "cp_9B0A_0101"}) {

@@ -36,6 +36,13 @@ class Manual(unittest.TestCase):
                 # A character that only some devices have, or a line that was taken for a request, gets lost unseen.
                 self.assertTrue(page.isascii())
 
+    def test_prose_has_no_names_of_the_source(self):
+        """Renaming something in the source must not rename it in sentences."""
+        for name, page in self.pages.items():
+            prose = [line for line in page.splitlines() if not re.match(r"[.']|  ", line)]
+            found = re.findall(r"\b[a-z]+_[a-z_]+\b|\b(?!JUnit)[A-Z]\w*[a-z]+[A-Z]\w*", "\n".join(prose))
+            self.assertEqual(found, [], name)
+
     def test_pages_say_what_the_help_says(self):
         for name, page in self.pages.items():
             words = name.removesuffix(".1").split("-")[1:]

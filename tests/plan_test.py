@@ -106,6 +106,7 @@ BAD = [
     (STEP + "fields = {group = 1, index = 0}\nexpect = []\n", "7:10: 'expect' must be a list with one element at the least"),
     # More runs than there is memory for: in one list, and step by step.
     (STEP + 'for = {index = "0-99999,0"}\n', "6:7: 'for' comes to more than 100000 runs"),
+    (STEP + 'for = {group = "0-65535", index = "0-65535"}\n', "6:7: 'for' comes to more than 100000 runs"),
     (STEP + 'for = {index = "0-60000,0-60000"}\n', "6:16: 'index' is '0-60000,0-60000'; a plan has up to 100000 runs"),
     (2 * (STEP.replace("9A12", "9ACC") + 'fields = {data-low = 0}\nfor = {data-high = "0-60000"}\n'),
      "9:9: the plan comes to more than 100000 runs"),

@@ -3,7 +3,7 @@
 namespace host {
 
 /// On these processors the context does not tell it everywhere alike.
-Access faulting_access(const void * /*context*/, std::uintptr_t /*address*/) {
+Access faulting_access(const void * /*context*/) {
   return Access::unknown;
 }
 

@@ -1,12 +1,24 @@
 #include <asm/ptrace.h>
+#include <sys/mman.h>
 #include <ucontext.h>
+#include <unistd.h>
 
 #include "fault.hpp"
 
 namespace host {
+namespace {
+
+/// Whether there is memory at an address: after a jump to nowhere the processor stands where there is none.
+bool is_mapped(std::uintptr_t address) {
+  const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): asked of the system, not accessed.
+  return msync(reinterpret_cast<void *>(address & ~(page - 1)), 1, MS_ASYNC) == 0;
+}
+
+}  // namespace
 
 /// Where the processors of this kind note what faulted differs, and emulators note nothing: the instruction tells.
-Access faulting_access(const void *context, std::uintptr_t address) {
+Access faulting_access(const void *context) {
   constexpr unsigned INDEXED = 31;
   constexpr std::uint32_t INDEXED_STORE = 0x100;
   constexpr unsigned LOAD_MULTIPLE = 46;
@@ -15,8 +27,7 @@ Access faulting_access(const void *context, std::uintptr_t address) {
   constexpr unsigned STORE = 4;
 
   const std::uintptr_t at = static_cast<const ucontext_t *>(context)->uc_mcontext.uc_regs->gregs[PT_NIP];
-  // After a jump to nowhere there is no instruction.  For such an address emulators say 0.
-  if (address == at || address == 0)
+  if (!is_mapped(at))
     return Access::unknown;
   // NOLINTNEXTLINE(performance-no-int-to-ptr): where the processor stood.
   const std::uint32_t instruction = *reinterpret_cast<const std::uint32_t *>(at);

@@ -5,7 +5,7 @@
 namespace host {
 
 /// Bit 1 of the page-fault error code is set for a write.
-Access faulting_access(const void *context, std::uintptr_t /*address*/) {
+Access faulting_access(const void *context) {
   const auto *const machine = static_cast<const ucontext_t *>(context);
   return (machine->uc_mcontext.gregs[REG_ERR] & 2) != 0 ? Access::write : Access::read;
 }

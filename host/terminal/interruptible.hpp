@@ -23,13 +23,19 @@ class Interruptible {
     sigaction(SIGINT, &action, &before_);
   }
   ~Interruptible() {
-    sigaction(SIGINT, &before_, nullptr);
+    // One that came meanwhile is still this reading's.
     sigprocmask(SIG_SETMASK, &while_waiting_, nullptr);
+    sigaction(SIGINT, &before_, nullptr);
   }
   Interruptible(const Interruptible &) = delete;
   Interruptible &operator=(const Interruptible &) = delete;
 
-  [[nodiscard]] static bool interrupted() { return seen_ != 0; }
+  /// Whether there was a Ctrl-C, taken or still to be taken.
+  [[nodiscard]] static bool interrupted() {
+    sigset_t pending;
+    sigpending(&pending);
+    return seen_ != 0 || sigismember(&pending, SIGINT) == 1;
+  }
 
   /// Waits until there is something to read.
   /// @return false after Ctrl-C.

@@ -27,7 +27,7 @@ std::optional<std::string> LineEditor::read() {
   // There is something to read when the line is complete.
   if (Interruptible::wait_for_key()) {
     std::string line;
-    if (std::getline(std::cin, line))
+    if (std::getline(std::cin, line) && !Interruptible::interrupted())
       return line;
   }
   fmt::print(stderr, "\n");

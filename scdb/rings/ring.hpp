@@ -74,20 +74,6 @@ struct Stretch {
   unsigned position;  ///< of the lowest
   unsigned length;    ///< 1 to 32
   bool descending;    ///< the highest position is handed out first
-
-  /// Takes the bits of one more address in, if they go on where these end.
-  constexpr bool extend(const RingBits &bits) {
-    if (bits.length == 1 && bits.position + 1 == position && (descending || length == 1)) {
-      descending = true;
-      --position;
-    } else if (bits.position == position + length && (!descending || length == 1)) {
-      descending = false;
-    } else {
-      return false;
-    }
-    length += bits.length;
-    return true;
-  }
 };
 
 /// Puts the most significant bits of `packed`, from the first down, into the bits of a stretch.
