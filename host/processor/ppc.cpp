@@ -1,5 +1,4 @@
 #include <asm/ptrace.h>
-#include <sys/mman.h>
 #include <ucontext.h>
 #include <unistd.h>
 
@@ -8,11 +7,19 @@
 namespace host {
 namespace {
 
-/// Whether there is memory at an address: after a jump to nowhere the processor stands where there is none.
-bool is_mapped(std::uintptr_t address) {
-  const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): asked of the system, not accessed.
-  return msync(reinterpret_cast<void *>(address & ~(page - 1)), 1, MS_ASYNC) == 0;
+/// The instruction at an address, or 0, which is none: after a jump to nowhere the processor stands where no memory is.
+/// The system looks at it, since it can do so without another fault.
+std::uint32_t instruction_at(std::uintptr_t address) {
+  std::uint32_t instruction = 0;
+  if (int ends[2]; pipe(ends) == 0) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): where the processor stood.
+    if (write(ends[1], reinterpret_cast<const void *>(address), sizeof instruction) != sizeof instruction
+        || read(ends[0], &instruction, sizeof instruction) != sizeof instruction)
+      instruction = 0;
+    close(ends[0]);
+    close(ends[1]);
+  }
+  return instruction;
 }
 
 }  // namespace
@@ -26,11 +33,8 @@ Access faulting_access(const void *context) {
   constexpr unsigned LAST = 55;
   constexpr unsigned STORE = 4;
 
-  const std::uintptr_t at = static_cast<const ucontext_t *>(context)->uc_mcontext.uc_regs->gregs[PT_NIP];
-  if (!is_mapped(at))
-    return Access::unknown;
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): where the processor stood.
-  const std::uint32_t instruction = *reinterpret_cast<const std::uint32_t *>(at);
+  const std::uint32_t instruction =
+      instruction_at(static_cast<const ucontext_t *>(context)->uc_mcontext.uc_regs->gregs[PT_NIP]);
   const unsigned opcode = instruction >> 26;
   if (opcode == INDEXED)
     return (instruction & INDEXED_STORE) != 0 ? Access::write : Access::read;
