@@ -27,11 +27,11 @@ after = 5
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t size) {
   static const std::unique_ptr<scdb::Machine> pristine = scdb::open_machine_text(MACHINE, "fuzz.toml");
   static const std::string untouched = pristine->save_state().value();
-  // Half of the inputs go on behind the lines that name the machine, which no fuzzer finds.
+  // What has no heading goes on behind the lines that name the machine, which no fuzzer finds.
   static const std::string beginning = untouched.substr(0, untouched.find("clock "));
 
   std::string text{reinterpret_cast<const char *>(bytes), size};
-  if (!text.starts_with("macro"))
+  if (!text.starts_with("simulated"))
     text.insert(0, beginning);
   const std::unique_ptr<scdb::Machine> machine = pristine->copy();
   try {
