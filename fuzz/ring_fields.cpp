@@ -1,10 +1,10 @@
 #include <algorithm>
-#include <bit>
 #include <optional>
 
 #include "fuzz.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
+#include "support/ring_field.hpp"
 
 // lmcr_sin and lmcr_sout with arbitrary masks and addresses, against bits moved one by one.
 
@@ -15,46 +15,6 @@ constexpr unsigned BUFFER_BITS = SCANBUFFER_WORDS * 32;
 
 using Addresses = std::array<macro_word, MOST_ADDRESSES>;
 using Buffer = std::array<macro_word, SCANBUFFER_WORDS>;
-
-/// The positions of a field's bits, the first of which belongs to the most significant bit of its mask.
-struct Positions {
-  std::array<unsigned, 32> of{};
-  unsigned count = 0;
-  scdb::Reason reason = scdb::Reason::none;
-  macro_word offender = 0;
-};
-
-Positions positions_of(const Addresses &addresses, macro_word mask) {
-  Positions positions;
-  const auto wanted = static_cast<unsigned>(std::popcount(mask));
-  for (std::size_t i = 0; positions.count < wanted; ++i) {
-    const unsigned first = addresses[i] & 0x7FFFF;
-    const unsigned length = (addresses[i] >> 28) + 1;
-    positions.offender = addresses[i];
-    if (length > wanted - positions.count)
-      positions.reason = scdb::Reason::bad_bit_count;
-    else if (first + length > BUFFER_BITS)
-      positions.reason = scdb::Reason::bad_ring_address;
-    if (positions.reason != scdb::Reason::none)
-      return positions;
-    for (unsigned k = 0; k < length; ++k)
-      positions.of[positions.count++] = first + k;
-  }
-  return positions;
-}
-
-macro_word bit_of(unsigned position) {
-  return macro_word{0x80000000} >> position % 32;
-}
-
-/// The bits of a mask from the most significant down, each with the ring bit that belongs to it.
-template <class Use>
-void each_bit(const Positions &positions, macro_word mask, Use use) {
-  unsigned next = 0;
-  for (macro_word bit = 0x80000000; bit != 0; bit >>= 1)
-    if ((mask & bit) != 0)
-      use(bit, positions.of[next++]);
-}
 
 /// Mostly what fields consist of: runs, and single bits that count down; rarely what is none.
 Addresses addresses_from(fuzz::Input &input) {
@@ -80,14 +40,15 @@ macro_word with(const Addresses &list, Call call, std::index_sequence<I...> /*un
   return call(list[I]...);
 }
 
-void check_failure(const Positions &expected, scdb::Primitive primitive, macro_word ret, const macro_word *err) {
-  const bool fails = expected.reason != scdb::Reason::none;
+void check_failure(const support::RingField &expected, scdb::Primitive primitive, macro_word ret,
+                   const macro_word *err) {
+  const bool fails = expected.reason() != scdb::Reason::none;
   fuzz::require(ret == (fails ? MACRO_FAILED : 0), "the status cell tells whether the field is one");
   if (!fails)
     return;
   const std::optional<scdb::Failure> failure = scdb::read_failure({err, ERROR_RECORD_WORDS});
-  fuzz::require(failure && failure->primitive == primitive && failure->outcome.reason == expected.reason
-                    && failure->code == expected.offender,
+  fuzz::require(failure && failure->primitive == primitive && failure->outcome.reason == expected.reason()
+                    && failure->code == expected.offender(),
                 "the record tells what is wrong with the field");
 }
 
@@ -112,31 +73,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     const macro_word mask = input.rarely(4) ? input.raw_word() : MACRO_ALL >> input.byte() % 32 << input.byte() % 32;
     const macro_word value = input.raw_word();
     const Addresses addresses = addresses_from(input);
-    const Positions positions = positions_of(addresses, mask);
+    const support::RingField field{mask, addresses};
     std::array<macro_word, ERROR_RECORD_WORDS> err{};
     macro_word ret = 0;
 
     const auto sin = [&](auto... list) { return lmcr_sin(buffer, err.data(), &ret, value, mask, list...); };
     fuzz::require(with(addresses, sin, EVERY) == 0, "insertion gives 0");
-    check_failure(positions, scdb::Primitive::sin, ret, err.data());
-    if (ret == 0)
-      each_bit(positions, mask, [&](macro_word bit, unsigned position) {
-        macro_word &word = model[position / 32];
-        word = (value & bit) != 0 ? word | bit_of(position) : word & ~bit_of(position);
-      });
+    check_failure(field, scdb::Primitive::sin, ret, err.data());
+    field.put(model, value);
     fuzz::require(std::equal(model.begin(), model.end(), buffer), "the named bits change, and no others");
 
     ret = 0;
     const auto sout = [&](auto... list) { return lmcr_sout(buffer, err.data(), &ret, mask, list...); };
     const macro_word extracted = with(addresses, sout, EVERY);
-    check_failure(positions, scdb::Primitive::sout, ret, err.data());
-    macro_word expected = 0;
-    if (ret == 0)
-      each_bit(positions, mask, [&](macro_word bit, unsigned position) {
-        if ((model[position / 32] & bit_of(position)) != 0)
-          expected |= bit;
-      });
-    fuzz::require(extracted == expected, "extraction gives the named bits");
+    check_failure(field, scdb::Primitive::sout, ret, err.data());
+    fuzz::require(extracted == field.get(model), "extraction gives the named bits");
     area.check();
   }
   scdb::remove_observer(watching);

@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <random>
 
 #include "scdb/record.hpp"
+#include "support/ring_field.hpp"
 #include "support/support.hpp"
 
 // Insertion and extraction of fields against a model that goes bit by bit.
@@ -15,32 +15,14 @@ using support::Words;
 
 constexpr unsigned BUFFER_BITS = SCANBUFFER_WORDS * 32;
 
-/// A call, and what the model makes of it.
 struct Call {
   macro_word mask = 0;
   Words addresses = {};  ///< up to 32; there may be more than the call needs
-
-  /// Positions in the order in which bits are handed out, and the failure.
-  [[nodiscard]] std::pair<std::vector<unsigned>, std::string> model() const {
-    std::vector<unsigned> positions;
-    const auto wanted = static_cast<std::size_t>(std::popcount(mask));
-    for (std::size_t i = 0; positions.size() < wanted; ++i) {
-      const macro_word address = addresses.at(i);
-      const unsigned length = (address >> 28) + 1;
-      if (positions.size() + length > wanted)
-        return {{}, failure(scdb::Reason::bad_bit_count, address)};
-      if ((address & 0x7FFFF) + length > BUFFER_BITS)
-        return {{}, failure(scdb::Reason::bad_ring_address, address)};
-      for (unsigned bit = 0; bit < length; ++bit)
-        positions.push_back((address & 0x7FFFF) + bit);
-    }
-    return {positions, "none"};
-  }
-
-  static std::string failure(scdb::Reason reason, macro_word address) {
-    return fmt::format("{} at {:X}", scdb::title_of(reason), address);
-  }
 };
+
+std::string failure_text(scdb::Reason reason, macro_word address) {
+  return reason == scdb::Reason::none ? "none" : fmt::format("{} at {:X}", scdb::title_of(reason), address);
+}
 
 class RingBits : public testing::Test {
  protected:
@@ -52,13 +34,11 @@ class RingBits : public testing::Test {
 
   unsigned below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
 
-  static macro_word get(unsigned position) { return _SCANBUFFER[position / 32] >> (31 - position % 32) & 1; }
-
   std::string take_failure() {
     const bool failed = _RETURN == MACRO_FAILED;
     _RETURN = 0;
     const auto failure = scdb::read_failure(err_);
-    return failed ? Call::failure(failure.value().outcome.reason, failure->code) : "none";
+    return failed ? failure_text(failure.value().outcome.reason, failure->code) : "none";
   }
 
   /// Calls the primitive with 32 addresses; it must not look at those that it does not need.
@@ -75,28 +55,18 @@ class RingBits : public testing::Test {
   void compare(const Call &call) {
     SCOPED_TRACE(fmt::format("mask {:X} @ {:X}", call.mask, fmt::join(call.addresses, " ")));
     const auto value = static_cast<macro_word>(random_());
-    auto [positions, failure] = call.model();
+    const support::RingField field{call.mask, call.addresses};
+    const std::string failure = failure_text(field.reason(), field.offender());
     std::copy(std::begin(_SCANBUFFER), std::end(_SCANBUFFER), expected_.begin());
-    auto position = positions.begin();
-    for (macro_word bit = 0x80000000; bit != 0 && position != positions.end(); bit >>= 1)
-      if ((call.mask & bit) != 0) {
-        macro_word &word = expected_.at(*position / 32);
-        const macro_word place = 0x80000000 >> *position++ % 32;
-        word = (value & bit) != 0 ? word | place : word & ~place;
-      }
+    field.put(expected_, value);
     pass<macro_word *, macro_word *, macro_word *, macro_word, macro_word>(lmcr_sin, call.addresses, _SCANBUFFER,
                                                                            err_.data(), &_RETURN, value, call.mask);
     ASSERT_EQ(take_failure(), failure);
     ASSERT_TRUE(std::equal(expected_.begin(), expected_.end(), std::begin(_SCANBUFFER)));
 
-    macro_word read = 0;
-    position = positions.begin();
-    for (macro_word bit = 0x80000000; bit != 0 && position != positions.end(); bit >>= 1)
-      if ((call.mask & bit) != 0 && get(*position++) != 0)
-        read |= bit;
     ASSERT_EQ((pass<macro_word *, macro_word *, macro_word *, macro_word>(lmcr_sout, call.addresses, _SCANBUFFER,
                                                                           err_.data(), &_RETURN, call.mask)),
-              read);
+              field.get(_SCANBUFFER));
     ASSERT_EQ(take_failure(), failure);
   }
 
@@ -171,9 +141,9 @@ TEST_F(RingBits, AgreeWhenObserved) {
 
 TEST_F(RingBits, NeedABuffer) {
   lmcr_sin(nullptr, err_.data(), &_RETURN, 1, 1, macro_word{0});
-  EXPECT_EQ(take_failure(), Call::failure(scdb::Reason::null_pointer, 0));
+  EXPECT_EQ(take_failure(), failure_text(scdb::Reason::null_pointer, 0));
   EXPECT_EQ(lmcr_sout(nullptr, err_.data(), &_RETURN, 1, macro_word{0}), 0U);
-  EXPECT_EQ(take_failure(), Call::failure(scdb::Reason::null_pointer, 0));
+  EXPECT_EQ(take_failure(), failure_text(scdb::Reason::null_pointer, 0));
 }
 
 }  // namespace
