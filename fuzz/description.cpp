@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "fuzz.hpp"
+#include "machine_macros.hpp"
 #include "scdb/session.hpp"
 
 // Descriptions of machines.  One that is taken makes a machine that stands every kind of access at every place.
@@ -19,9 +20,9 @@ constexpr std::size_t LARGEST_BUFFER = SCANBUFFER_WORDS;
 class Trial {
  public:
   explicit Trial(scdb::Machine &machine) : machine_{machine} {
-    for (macro_word number = 0x1000; number < 0x2000; ++number)
-      if (machine.offers(number))
-        offered_.push_back(number);
+    for (const fuzz::MachineMacro &macro : fuzz::MACHINE_MACROS)
+      if (machine.offers(macro.number))
+        offered_.push_back(macro);
   }
 
   void access(scdb::Chip chip) {
@@ -36,8 +37,8 @@ class Trial {
         for (const JtagAccess access : {JtagAccess::write, JtagAccess::instruct, JtagAccess::read})
           tried(machine_.jtag(chips, access, code, word));
       }
-      for (const macro_word number : offered_)
-        call(chip, number, pattern);
+      for (const fuzz::MachineMacro &macro : offered_)
+        call(chip, macro, pattern);
     }
     for (macro_word address = 0; address < 0x40000; address += 0x1FF) {
       macro_word word = address;
@@ -62,7 +63,6 @@ class Trial {
     std::ranges::fill(buffer, MACRO_ALL);
     tried(machine_.write_ring(chips, ring, buffer));
     tried(machine_.read_ring(chips, ring, buffer));
-    area_.check();
   }
   void devices(std::span<const scdb::Chip> chips, unsigned device) {
     for (const unsigned bytes : {1U, 9U})
@@ -73,29 +73,26 @@ class Trial {
           std::ranges::fill(buffer, MACRO_ALL);
           for (const Direction direction : {Direction::write, Direction::read})
             tried(machine_.i2c(chips, direction, port, device, mode, buffer, bytes));
-          area_.check();
         }
   }
-  void call(scdb::Chip chip, macro_word number, macro_word pattern) {
+  void call(scdb::Chip chip, const fuzz::MachineMacro &macro, macro_word pattern) {
     std::array<macro_word, MRING_WORDS> mring{};
     mring[chip.board] = scdb::chip_bit(chip.kind, chip.number);
-    std::array<macro_word, 64> para{};
-    std::array<macro_word, 64> data{};
-    para.fill(pattern);
-    data.fill(pattern);
+    areas_.begin(macro, [pattern] { return pattern; });
     for (const macro_word rw : {macro_word{1}, macro_word{2}, MACRO_ALL})
-      tried(machine_.nested({number,
+      tried(machine_.nested({macro.number,
                              rw,
                              {scdb::unit_type_of(chip.kind), macro_word{1} << chip.board, mring.data()},
-                             para.data(),
-                             data.data(),
+                             areas_.para(),
+                             areas_.data(),
                              nullptr,
                              nullptr}));
   }
 
   scdb::Machine &machine_;
-  std::vector<macro_word> offered_;  ///< macros outside the library
+  std::vector<fuzz::MachineMacro> offered_;  ///< macros outside the library
   static inline fuzz::Area area_{"ring", LARGEST_BUFFER};
+  static inline fuzz::MacroAreas areas_;
 };
 
 std::unique_ptr<scdb::Machine> open(std::string_view text) {

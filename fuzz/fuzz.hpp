@@ -1,5 +1,8 @@
 #pragma once
 
+#include <sanitizer/asan_interface.h>
+#include <unistd.h>
+
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -75,30 +78,35 @@ class Input {
   std::uint64_t state_ = 0xCBF29CE484222325;
 };
 
-/// An area of changing size that lies against an inaccessible page; words before it are watched.
+/// An area of changing size that is alone: its first word lies against an inaccessible page, and what is behind its
+/// last one is poisoned, so that every access outside ends the run, reading or writing.
 class Area {
  public:
-  Area(std::string_view name, std::size_t most) : pages_{name, most + MARGIN} {}
+  Area(std::string_view name, std::size_t most) : pages_{name, whole_pages(most)} {}
+  ~Area() { __asan_unpoison_memory_region(pages_.words().data(), pages_.words().size_bytes()); }
+  Area(const Area &) = delete;
+  Area &operator=(const Area &) = delete;
 
   /// @param words  not more than there are.  @return the area, its words as they were.
   [[nodiscard]] macro_word *begin(std::size_t words) {
     const std::span<macro_word> all = pages_.words();
-    margin_ = all.last(words + MARGIN).first(MARGIN);
-    for (macro_word &word : margin_)
-      word = PATTERN;
-    return all.last(words).data();
+    const std::span<macro_word> behind = all.subspan(words);
+    __asan_unpoison_memory_region(all.data(), all.size_bytes());
+    __asan_poison_memory_region(behind.data(), behind.size_bytes());
+    return all.data();
   }
 
-  void check() const {
-    for (const macro_word word : margin_)
-      require(word == PATTERN, "nothing is written before an area");
-  }
+  /// From now on every write ends the run, too.
+  void protect() { pages_.protect(); }
 
  private:
-  static constexpr std::size_t MARGIN = 16;
-  static constexpr macro_word PATTERN = 0xA5C3960F;
+  /// Words that fill their pages lie against the guards on both sides.
+  static std::size_t whole_pages(std::size_t words) {
+    const std::size_t words_of_a_page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / sizeof(macro_word);
+    return (words + words_of_a_page - 1) / words_of_a_page * words_of_a_page;
+  }
+
   host::GuardedArea pages_;
-  std::span<macro_word> margin_;
 };
 
 }  // namespace fuzz

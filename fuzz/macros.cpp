@@ -11,7 +11,7 @@
 #include "scdb/session.hpp"
 
 // Every macro of the library with arbitrary parameters, directions and units, on a machine that answers anything or
-// nothing.  Each area lies against a guard page and is as large as the catalogue says that the macro needs.
+// nothing.  Each area is alone and as large as the catalogue says that the macro needs.
 
 namespace {
 
@@ -216,20 +216,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
                             : entry.directions[input.byte() % entry.directions.size()].rw;
 
   // Read-only for the macro.
-  host::GuardedArea para{"_PARA", host::LEAST_PARA_WORDS};
-  host::GuardedArea mring{"_MRING", MRING_WORDS};
+  fuzz::Area para_area{"_PARA", host::LEAST_PARA_WORDS};
+  fuzz::Area mring_area{"_MRING", MRING_WORDS};
+  const std::span<macro_word> para{para_area.begin(host::LEAST_PARA_WORDS), host::LEAST_PARA_WORDS};
+  macro_word *const mring = mring_area.begin(MRING_WORDS);
   for (const host::Parameter &parameter : entry.parameters)
-    if (parameter.word < para.words().size()) {
-      macro_word &word = para.words()[parameter.word];
+    if (parameter.word < para.size()) {
+      macro_word &word = para[parameter.word];
       word = parameter.bits.put(word, para_word(input, parameter));
     }
-  std::ranges::copy(unit.mring, mring.words().begin());
-  if (calls_too_much(rows, entry, rw, para.words()))
+  std::ranges::copy(unit.mring, mring);
+  if (calls_too_much(rows, entry, rw, para))
     return 0;
-  para.protect();
-  mring.protect();
+  para_area.protect();
+  mring_area.protect();
 
-  const std::size_t words = data_words(entry, rw, para.words());
+  const std::size_t words = data_words(entry, rw, para);
   macro_word *const data = data_area.begin(words);
   const macro_word pattern = input.raw_word();
   for (std::size_t i = 0; i < words; ++i)
@@ -245,12 +247,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
   const scdb::Observing observing{limit};
   const scdb::Substitute substitute{std::make_unique<AnyMachine>(input)};
   scdb::begin_run();
-  macro->entry(unit.type, unit.number, mring.words().data(), rw, para.words().data(), data, err, exp);
+  macro->entry(unit.type, unit.number, mring, rw, para.data(), data, err, exp);
 
   fuzz::require(_RETURN != MACRO_FAILED || err[0] != BACKGROUND, "a failure is recorded");
-  data_area.check();
-  err_area.check();
-  exp_area.check();
   scdb::forget_open_rings();
   return 0;
 }

@@ -3,10 +3,11 @@
 #include <string>
 
 #include "fuzz.hpp"
+#include "machine_macros.hpp"
 #include "scdb/session.hpp"
 
-// Arbitrary sequences of primitive calls with arbitrary arguments, on a machine with two chips of one kind.  What a
-// call may use of its areas lies against a guard page.
+// Arbitrary sequences of primitive calls with arbitrary arguments, on a machine with two chips of one kind.  Each
+// area of a call is alone and as large as the call may use.
 
 namespace {
 
@@ -18,7 +19,7 @@ class Calls {
  public:
   Calls(fuzz::Input &input, scdb::ChipKind kind) : input_{input}, kind_{kind} {}
 
-  /// Makes a call; what it may use is checked afterwards.
+  /// Makes a call.
   void make() {
     ret_ = ret_area_.begin(1);
     *ret_ = 0;
@@ -28,8 +29,6 @@ class Calls {
                                &Calls::scan, &Calls::i2c,  &Calls::i2c,   &Calls::mbc,   &Calls::wait,
                                &Calls::pure, &Calls::ecc,  &Calls::call};
     (this->*CALLS[input_.byte() % CALLS.size()])();
-    for (const fuzz::Area *area : {&ret_area_, &err_area_, &mring_area_, &buffer_area_, &result_area_})
-      area->check();
   }
 
  private:
@@ -98,13 +97,14 @@ class Calls {
     const auto primitive = input_.rarely(2) ? lmcr_egen : lmcr_echk;
     static_cast<void>(primitive(kind, words, words, result, result, input_.byte() % 3U, ret_));
   }
-  /// Macros that the machine offers; no macro library is loaded.  Of what they read and write there is enough.
+  /// Macros that this machine offers, or another one; no macro library is loaded.
   void call() {
     static constexpr std::array<macro_word, 4> DIRECTIONS{1, 2, MACRO_ALL, 0};
-    macro_word *const words = buffer(MOST_WORDS);
-    const macro_word number = (input_.rarely(4) ? 0x1480 : 0x1A00) + input_.byte() % 0x80U;
-    static_cast<void>(lmcr_maccall(type_, number_, mring_, input_.one_of(DIRECTIONS), number, words,
-                                   input_.rarely(8) ? nullptr : words, ret_, err_, words));
+    const fuzz::MachineMacro &macro = input_.one_of(fuzz::MACHINE_MACROS);
+    macro_areas_.begin(macro, [this] { return input_.word(); });
+    static_cast<void>(lmcr_maccall(type_, number_, mring_, input_.one_of(DIRECTIONS), macro.number,
+                                   input_.rarely(16) ? nullptr : macro_areas_.para(),
+                                   input_.rarely(16) ? nullptr : macro_areas_.data(), ret_, err_, nullptr));
   }
 
   fuzz::Input &input_;
@@ -119,15 +119,27 @@ class Calls {
   static inline fuzz::Area mring_area_{"mring", MRING_WORDS};
   static inline fuzz::Area buffer_area_{"buffer", MOST_WORDS};
   static inline fuzz::Area result_area_{"result", 1};
+  static inline fuzz::MacroAreas macro_areas_;
 };
+
+/// What a macro may use has to be known.
+void check_macros_of(const scdb::Machine &machine) {
+  for (macro_word number = 0x1000; number < 0x2000; ++number)
+    fuzz::require(
+        !machine.offers(number) || std::ranges::count(fuzz::MACHINE_MACROS, number, &fuzz::MachineMacro::number) == 1,
+        "the words of every macro that a machine offers are known");
+}
 
 /// A machine for each kind of chip: copying it for a run costs the less the fewer chips there are.
 using Machines = std::array<std::unique_ptr<scdb::Machine>, scdb::CHIP_KINDS.size()>;
 Machines make_machines() {
   Machines machines;
-  for (const scdb::ChipKindInfo &kind : scdb::CHIP_KINDS)
-    machines[static_cast<std::size_t>(kind.kind)] = scdb::open_machine_text(
-        "name = \"fuzz\"\nboards = 1\n[chips]\n" + std::string{kind.name} + " = 2\n", "fuzz.toml");
+  for (const scdb::ChipKindInfo &kind : scdb::CHIP_KINDS) {
+    std::unique_ptr<scdb::Machine> &machine = machines[static_cast<std::size_t>(kind.kind)];
+    machine = scdb::open_machine_text("name = \"fuzz\"\nboards = 1\n[chips]\n" + std::string{kind.name} + " = 2\n",
+                                      "fuzz.toml");
+    check_macros_of(*machine);
+  }
   return machines;
 }
 
