@@ -21,7 +21,7 @@ namespace fuzz {
 inline void require(bool condition, std::string_view what) {
   if (condition)
     return;
-  std::fprintf(stderr, "this does not hold: %.*s\n", static_cast<int>(what.size()), what.data());
+  static_cast<void>(std::fprintf(stderr, "this does not hold: %.*s\n", static_cast<int>(what.size()), what.data()));
   std::abort();
 }
 
