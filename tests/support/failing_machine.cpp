@@ -11,22 +11,21 @@ template <class Pass>
 Outcome FailingMachine::access(std::span<const Chip> chips, std::span<macro_word> answer, std::size_t bits, Pass pass) {
   const std::size_t index = accesses_++;
   if (on_access)
-    on_access(index);
+    on_access(!answer.empty());
   const bool once =
       how_ == Breakdown::no_acknowledge || how_ == Breakdown::lost_write || how_ == Breakdown::inverted_answer;
   if (how_ == Breakdown::none || index < at_ || (once && index > at_))
     return pass();
-  const bool loses = how_ == Breakdown::lost_write || how_ == Breakdown::lost_writes;
-  if (refuses(how_) || loses == answer.empty())
+  if (refuses(how_) || loses(how_) == answer.empty())
     ++struck_;
   if (refuses(how_)) {
     const Reason reason = how_ == Breakdown::dead ? Reason::dead_chip : Reason::no_acknowledge;
     return chips.empty() ? Outcome::failure(reason) : Outcome::failure(reason, chips.front());
   }
-  if (loses && answer.empty())
+  if (loses(how_) && answer.empty())
     return Outcome::success();
   const Outcome outcome = pass();
-  if (outcome.ok() && !loses)
+  if (outcome.ok() && !loses(how_))
     spoil(answer, bits);
   return outcome;
 }

@@ -24,16 +24,19 @@ enum class Breakdown : std::uint8_t {
   return how == Breakdown::dead || how == Breakdown::no_acknowledge;
 }
 
+/// Whether writes are lost, and not answers spoilt.
+[[nodiscard]] constexpr bool loses(Breakdown how) {
+  return how == Breakdown::lost_write || how == Breakdown::lost_writes;
+}
+
 /// A machine that works until a certain access, and then breaks down.
 class FailingMachine : public scdb::Machine {
  public:
   FailingMachine(std::unique_ptr<scdb::Machine> sound, Breakdown how, std::size_t access)
       : sound_{std::move(sound)}, how_{how}, at_{access} {}
 
-  /// Told before each access: its index, 0 being the first.
-  std::function<void(std::size_t index)> on_access;
-  /// Accesses so far.  A wait is none.
-  [[nodiscard]] std::size_t accesses() const { return accesses_; }
+  /// Told before each access: whether it is a read.  A wait is no access.
+  std::function<void(bool reads)> on_access;
   /// Accesses that were refused, lost or spoilt.
   [[nodiscard]] std::size_t struck() const { return struck_; }
   /// From now on everything works.
