@@ -1,7 +1,7 @@
 // Runs the cases of all macros in one process, many times over: every run must give what the first one gave, and memory
 // must not grow.
 //
-//   soak [RUNS]        30,000 runs unless told
+//   soak [RUNS]        30,000 runs unless told; too few to repeat every case are a failure
 #include <fmt/format.h>
 #include <malloc.h>
 #include <unistd.h>
@@ -18,17 +18,29 @@
 #include "cases_all.hpp"
 #include "support/stage.hpp"
 
+/// What a sanitizer's allocator has handed out; only a sanitized program has it.
+extern "C" [[gnu::weak]] std::size_t __sanitizer_get_current_allocated_bytes();
+
 namespace {
 
 constexpr std::uint64_t RUNS = 30'000;
-/// Calls after which another case gets its turn: one that makes more calls than this waits for as many rounds.
+/// In so many rounds every case gets its turn.
+constexpr std::uint64_t ROUNDS_OF_ALL = 2;
+/// Calls after which another case gets its turn: one that makes more calls than this later waits for as many rounds.
 constexpr std::uint64_t CALLS_OF_A_ROUND = 100;
 
 /// Bytes that the allocator may hold ready for the next request: it counts them as allocated.
 constexpr std::size_t ALLOCATOR_CACHE = 8192;
+/// Bytes by which resident memory may grow all the same: pages of the heap and of libraries that had no use before.
+constexpr std::size_t PAGES_OF_FIRST_USE = 2 << 20;
 
 [[noreturn]] void fail(const std::string &what) {
   throw std::runtime_error(what);
+}
+
+/// Whether a sanitizer has put its own allocator in the place of the C library's.
+bool sanitized() {
+  return __sanitizer_get_current_allocated_bytes != nullptr;
 }
 
 /// What a run came to.
@@ -57,11 +69,17 @@ class Member {
     rounds_ = 1 + follower.failable() / CALLS_OF_A_ROUND;
   }
 
-  [[nodiscard]] bool has_its_turn(std::uint64_t round) const { return round % rounds_ == 0; }
+  [[nodiscard]] bool has_its_turn(std::uint64_t round) const { return round < ROUNDS_OF_ALL || round % rounds_ == 0; }
 
   void run_again() {
     if (run() != answer_)
       fail(row_.input.macro + " does not give what it gave first");
+    ++repeated_;
+  }
+
+  void expect_repeated() const {
+    if (repeated_ < ROUNDS_OF_ALL)
+      fail(fmt::format("a case of {} was repeated {} times only", row_.input.macro, repeated_));
   }
 
  private:
@@ -78,6 +96,7 @@ class Member {
   support::Stage stage_;
   Answer answer_;
   std::uint64_t rounds_ = 1;  ///< from one run to the next
+  std::uint64_t repeated_ = 0;
 };
 
 /// Bytes that the program has allocated, and bytes of it that are in memory.
@@ -89,11 +108,14 @@ struct Memory {
 /// Between runs, with no machine attached.
 Memory memory_in_use() {
   static_cast<void>(scdb::attach(nullptr));
-  const auto information = mallinfo2();
   std::size_t pages = 0;
   std::ifstream file("/proc/self/statm");
   file >> pages >> pages;
-  return {information.uordblks + information.hblkhd, pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE))};
+  const std::size_t resident = pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  if (sanitized())
+    return {__sanitizer_get_current_allocated_bytes(), resident};
+  const auto information = mallinfo2();
+  return {information.uordblks + information.hblkhd, resident};
 }
 
 std::uint64_t runs_to_make(std::span<char *> arguments) {
@@ -123,7 +145,7 @@ void soak(std::uint64_t runs) {
   const Memory before = memory_in_use();
   const auto start = std::chrono::steady_clock::now();
   std::uint64_t made = 0;
-  for (std::uint64_t round = 1; made < runs; ++round)
+  for (std::uint64_t round = 0; made < runs; ++round)
     for (const auto &member : members) {
       if (made == runs || !member->has_its_turn(round))
         continue;
@@ -137,8 +159,13 @@ void soak(std::uint64_t runs) {
              static_cast<double>(runs) / time.count());
   fmt::print("bytes allocated {} before, {} after; resident {} before, {} after\n", before.allocated, after.allocated,
              before.resident, after.resident);
+  for (const auto &member : members)
+    member->expect_repeated();
   if (after.allocated > before.allocated + ALLOCATOR_CACHE)
     fail("memory has grown");
+  // A sanitizer keeps for a while what was given back, and finds itself what nobody holds any more.
+  if (!sanitized() && after.resident > before.resident + PAGES_OF_FIRST_USE)
+    fail("memory has grown outside what the allocator knows of");
 }
 
 }  // namespace
