@@ -42,7 +42,7 @@ class JsonReporter : public PlanReporter {
     json.update(json_of(result));
     json["begin"] = text_of(result.begin);
     json["end"] = text_of(result.end);
-    write(std::move(json));
+    write(json);
   }
 
   void end_step(const StepEnd &end) override {
@@ -50,7 +50,7 @@ class JsonReporter : public PlanReporter {
     if (!end.skipped.empty())
       json["skipped"] = end.skipped;
     json.update({{"made", end.made}, {"passed", end.passed}, {"time", text_of(end.time)}});
-    write(std::move(json));
+    write(json);
   }
 
   void end(const PlanEnd &end) override {

@@ -236,7 +236,8 @@ constexpr std::array<scdb::Chip, 1> CHIP{{{scdb::ChipKind::cpu, 1, 1}}};
 constexpr unsigned RINGS[] = {55, 57, 60, 61, 144, 146, 151, 152};
 
 Words ring_words(unsigned ring, macro_word word) {
-  return Words((scdb::machine().ring_bits(CHIP[0], ring) + 31) / 32, word);
+  Words words((scdb::machine().ring_bits(CHIP[0], ring) + 31) / 32, word);
+  return words;
 }
 
 /// Whatever the rings hold, a macro sets each latch that an access depends on.

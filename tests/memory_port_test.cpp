@@ -179,8 +179,8 @@ TEST_P(PortRam, Reads) {
   };
   const RunResult run = expect_calls({macro.name, 1, {2047, 2}, {}, 64}, calls);
   // All bits of a word are inverted, those that no ring bit fills with them.
-  for (unsigned group = 0; group < 16; ++group) {
-    const unsigned up = group % 8 * 96;
+  for (std::size_t group = 0; group < 16; ++group) {
+    const auto up = static_cast<unsigned>(group % 8 * 96);
     EXPECT_EQ(run.data[3 * group], ~bits(0x6871 + up, -1, 32));
     EXPECT_EQ(run.data[3 * group + 1], ~bits(0x6851 + up, -1, 32));
     EXPECT_EQ(run.data[3 * group + 2], ~(bits(0x6812 + up, 1, 16) << 16));
@@ -346,10 +346,10 @@ TEST(MemoryPortFailures, AreLookedForAtCheckPoints) {
     std::size_t calls;  ///< that are made in all
     std::size_t words;  ///< stored in _DATA
   };
-  constexpr std::size_t PASS = 16 * 9;
-  constexpr std::size_t INDEX = 2 * 8;
+  constexpr std::size_t PASS = std::size_t{16} * 9;
+  constexpr std::size_t INDEX = std::size_t{2} * 8;
   constexpr std::size_t READ_ENTRY = 3 + 8 + 1 + 24;
-  constexpr std::size_t WRITE_ENTRY = 4 * (1 + 6 + 2 + 2);
+  constexpr std::size_t WRITE_ENTRY = std::size_t{4} * (1 + 6 + 2 + 2);
   const support::Attached<support::ScriptedMachine> machine;
   for (const Row &row : {
            Row{{"cpj_A303_0101", 1, {0, 1}, {}, 128}, 1, 1 + PASS + 1, 64},

@@ -313,7 +313,7 @@ TEST(SimulatedController, ChipThatDoesNotHoldIsNamed) {
     Words data;
     for (macro_word k = 0; k <= 20; ++k)
       data.push_back(k * 0x04030201 + 77);
-    const RunResult run = run_macro({macro, 2, {0xFFFFFFFF}, data}, unit);
+    RunResult run = run_macro({macro, 2, {0xFFFFFFFF}, data}, unit);
     // 64 chips read one by one after one write of each register.
     EXPECT_EQ(run.calls.size() % 65, 0U);
     return run;
@@ -381,7 +381,7 @@ TEST(SimulatedController, TablesGiveBackWhatWasWritten) {
     const RunResult run = run_macro({TABLES.at(i).macro, 1, {0, 511}, {}, written[i].size()}, unit);
     EXPECT_EQ(run.status, 0U);
     EXPECT_EQ(run.data, written[i]);
-    const Words part = run_macro({TABLES.at(i).macro, 1, {300, 1}, {}, TABLES.at(i).ways * 3}, unit).data;
+    const Words part = run_macro({TABLES.at(i).macro, 1, {300, 1}, {}, std::size_t{3} * TABLES.at(i).ways}, unit).data;
     EXPECT_TRUE(std::ranges::equal(part, std::span(written[i]).subspan(300 * part.size(), part.size())));
   }
 }

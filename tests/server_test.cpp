@@ -77,7 +77,7 @@ constexpr macro_word RESET = 0x10000000;
 
 TEST(RegisterPort, TwentyBitRegistersKeepTheirLastTwoValues) {
   const auto machine = small();
-  for (const unsigned number : {16u, 23u, 32u, 39u}) {
+  for (const unsigned number : {16U, 23U, 32U, 39U}) {
     SCOPED_TRACE(number);
     const macro_word at_power_on = ask(*machine, command(READ_FIRST, number));
     write(*machine, CPU, 0xB0, command(WRITE, number, 0xFFFFF - number));
@@ -87,7 +87,7 @@ TEST(RegisterPort, TwentyBitRegistersKeepTheirLastTwoValues) {
     EXPECT_EQ(ask(*machine, command(READ_FOR_BYTE, number)), number);
     EXPECT_EQ(ask(*machine, command(READ_SECOND, number)), 0xFFFFF - number);
   }
-  EXPECT_EQ(ask(*machine, command(READ_FIRST, 16)), 16u) << "registers share a cell";
+  EXPECT_EQ(ask(*machine, command(READ_FIRST, 16)), 16U) << "registers share a cell";
 }
 
 TEST(RegisterPort, ByteRegistersArePackedInTwoWords) {
@@ -97,18 +97,18 @@ TEST(RegisterPort, ByteRegistersArePackedInTwoWords) {
   write(*machine, CPU, 0xB3, 0x15160708);
   for (unsigned number = 0; number < 8; ++number) {
     SCOPED_TRACE(number);
-    EXPECT_EQ(ask(*machine, command(READ_FOR_BYTE, number)), number < 4 ? 0x01020304u : 0x15160708u);
+    EXPECT_EQ(ask(*machine, command(READ_FOR_BYTE, number)), number < 4 ? 0x01020304U : 0x15160708U);
     EXPECT_EQ(ask(*machine, command(READ_FIRST, number)), number + 1 + (number == 4 || number == 5 ? 0x10 : 0));
   }
-  EXPECT_EQ(ask(*machine, command(READ_SECOND, 4)), 0x05u);
+  EXPECT_EQ(ask(*machine, command(READ_SECOND, 4)), 0x05U);
 }
 
 TEST(RegisterPort, HasNoRegistersBetweenTheGroups) {
   const auto machine = small();
-  for (const unsigned number : {8u, 15u, 24u, 31u, 40u, 63u}) {
+  for (const unsigned number : {8U, 15U, 24U, 31U, 40U, 63U}) {
     write(*machine, CPU, 0xB0, command(WRITE, number, 0x12345));
     for (const unsigned operation : {READ_FIRST, READ_SECOND, READ_FOR_BYTE})
-      EXPECT_EQ(ask(*machine, command(operation, number)), 0u) << number;
+      EXPECT_EQ(ask(*machine, command(operation, number)), 0U) << number;
   }
 }
 
@@ -133,10 +133,10 @@ TEST(RegisterPort, ResetBringsThePowerOnValuesBack) {
   const macro_word control = ~read(*machine, CPU, 0x61);
   write(*machine, CPU, 0x41, control);
   write(*machine, CPU, 0xB2, 0);
-  for (const unsigned number : {16u, 39u})
+  for (const unsigned number : {16U, 39U})
     write(*machine, CPU, 0xB0, command(WRITE, number, 1));
   write(*machine, CPU, 0xB0, RESET);
-  for (const unsigned number : {0u, 3u, 16u, 39u})
+  for (const unsigned number : {0U, 3U, 16U, 39U})
     for (const unsigned operation : {READ_FIRST, READ_SECOND})
       EXPECT_EQ(ask(*machine, command(operation, number)), ask(*fresh, command(operation, number))) << number;
   EXPECT_EQ(read(*machine, CPU, 0x61), control) << "the port's reset is for the port's registers";
@@ -220,10 +220,10 @@ TEST(Server, SeveralChipsAnswerTogether) {
   const auto machine = small();
   macro_word word = 0x00F0;
   ASSERT_TRUE(machine->jtag(BOTH_CPUS, JtagAccess::write, 0x41, word).ok());
-  EXPECT_EQ(read(*machine, OTHER_CPU, 0x61), 0x00F0u);
+  EXPECT_EQ(read(*machine, OTHER_CPU, 0x61), 0x00F0U);
   write(*machine, CPU, 0x41, 0x1001);
   ASSERT_TRUE(machine->jtag(BOTH_CPUS, JtagAccess::read, 0x61, word).ok());
-  EXPECT_EQ(word, 0x10F1u);
+  EXPECT_EQ(word, 0x10F1U);
 
   const auto mute = open_machine_text("broadcast = false\n" + SMALL, "mute.toml");
   EXPECT_EQ(mute->jtag(BOTH_CPUS, JtagAccess::read, 0x61, word).reason, Reason::unsupported);
@@ -231,10 +231,10 @@ TEST(Server, SeveralChipsAnswerTogether) {
 
 TEST(Server, RingsHaveTheirLengthAndNoMore) {
   const auto machine = small("[cpu.rings]\n60 = 0\n0x3D = 33\n65 = 64\n");
-  EXPECT_EQ(machine->ring_bits(CPU, 48), 37707u);
-  EXPECT_EQ(machine->ring_bits(CPU, 60), 0u);
-  EXPECT_EQ(machine->ring_bits(CPU, 65), 64u);
-  ASSERT_EQ(machine->ring_bits(CPU, 61), 33u);
+  EXPECT_EQ(machine->ring_bits(CPU, 48), 37707U);
+  EXPECT_EQ(machine->ring_bits(CPU, 60), 0U);
+  EXPECT_EQ(machine->ring_bits(CPU, 65), 64U);
+  ASSERT_EQ(machine->ring_bits(CPU, 61), 33U);
   const macro_word ones[] = {MACRO_ALL, MACRO_ALL};
   ASSERT_TRUE(machine->write_ring({&CPU, 1}, 61, ones).ok());
   EXPECT_EQ(ring(*machine, CPU, 61), (std::vector<macro_word>{MACRO_ALL, 0x80000000}));
@@ -243,12 +243,12 @@ TEST(Server, RingsHaveTheirLengthAndNoMore) {
 
 TEST(Server, CrossbarRamsHoldEntriesOfThreeWords) {
   const auto machine = small();
-  for (const macro_word place : {0x00900000u, 0x00D301FFu, 0x00E00001u, 0x00EB01FFu}) {
+  for (const macro_word place : {0x00900000U, 0x00D301FFU, 0x00E00001U, 0x00EB01FFU}) {
     for (unsigned i = 0; i < 3; ++i)
       write(*machine, XB, 0xB4 + i, place + i);
     write(*machine, XB, 0x88, 0x80000000 | place);
   }
-  for (const macro_word place : {0x00900000u, 0x00D301FFu, 0x00E00001u, 0x00EB01FFu}) {
+  for (const macro_word place : {0x00900000U, 0x00D301FFU, 0x00E00001U, 0x00EB01FFU}) {
     write(*machine, XB, 0x88, 0x40000000 | place);
     for (unsigned i = 0; i < 3; ++i)
       EXPECT_EQ(read(*machine, XB, 0x34 + i), place + i);
@@ -264,11 +264,11 @@ TEST(Server, TransfersCarryBytesFromTheMostSignificant) {
   };
   i2c(MAC, Direction::write, MACRO_ALL, 16, 0x11223344, 4);
   i2c(MAC, Direction::write, MACRO_ALL, 16, 0xAABBCCDD, 2);
-  EXPECT_EQ(i2c(MAC, Direction::read, MACRO_ALL, 16, 0, 4), 0xAABB3344u);
-  EXPECT_EQ(i2c(MAC, Direction::read, MACRO_ALL, 16, 0, 1), 0xAA000000u);
-  for (const macro_word port : {16u, 32u, 64u, 128u})
+  EXPECT_EQ(i2c(MAC, Direction::read, MACRO_ALL, 16, 0, 4), 0xAABB3344U);
+  EXPECT_EQ(i2c(MAC, Direction::read, MACRO_ALL, 16, 0, 1), 0xAA000000U);
+  for (const macro_word port : {16U, 32U, 64U, 128U})
     i2c(MAC, Direction::write, port, 7, port, 4);
-  for (const macro_word port : {16u, 32u, 64u, 128u})
+  for (const macro_word port : {16U, 32U, 64U, 128U})
     EXPECT_EQ(i2c(MAC, Direction::read, port, 7, 0, 4), port);
 
   const auto mbc = [&](Direction direction, macro_word bank, macro_word address, unsigned bytes, macro_word word) {
@@ -278,8 +278,8 @@ TEST(Server, TransfersCarryBytesFromTheMostSignificant) {
   mbc(Direction::write, 0, 0x30002, 4, 0x11223344);
   mbc(Direction::write, 1, 0x30002, 4, 0);
   mbc(Direction::write, 0, 0x30005, 1, 0xFFEE);
-  EXPECT_EQ(mbc(Direction::read, 0, 0x30002, 4, 0), 0x112233EEu);
-  EXPECT_EQ(mbc(Direction::read, 0, 0x30003, 2, 0), 0x2233u);
+  EXPECT_EQ(mbc(Direction::read, 0, 0x30002, 4, 0), 0x112233EEU);
+  EXPECT_EQ(mbc(Direction::read, 0, 0x30003, 2, 0), 0x2233U);
 }
 
 std::string fault(const std::string &lines) {
@@ -441,8 +441,8 @@ TEST(Description, ComplaintsNameThePlaceAndWhatIsAccepted) {
 
 TEST(Description, BuiltInMachinesAndOverrides) {
   EXPECT_EQ(open_machine({})->name(), open_machine("default")->name());
-  EXPECT_EQ(open_machine("default")->chips().size(), 24u);
-  EXPECT_EQ(open_machine("large")->chips().size(), 16u * (4 + 4 + 4 + 2 + 2 + 2));
+  EXPECT_EQ(open_machine("default")->chips().size(), 24U);
+  EXPECT_EQ(open_machine("large")->chips().size(), 16U * (4 + 4 + 4 + 2 + 2 + 2));
   macro_word word = 0;
   EXPECT_EQ(jtag(*open_machine("dead-chip"), CPU, JtagAccess::read, 0xB1, word).reason, Reason::dead_chip);
 
@@ -493,13 +493,13 @@ std::unique_ptr<Machine> used() {
 TEST(State, IsTheSameAfterSavingAndLoading) {
   const auto machine = used();
   const std::string text = machine->save_state().value();
-  EXPECT_LT(text.size(), 1000u) << "only what differs from power-on is saved";
+  EXPECT_LT(text.size(), 1000U) << "only what differs from power-on is saved";
   const auto other = small(fault("place = 'jtag 0xB1'\nkind = 'dead'\nafter = 3"));
   write(*other, OTHER_CPU, 0x41, 0x11111111);
   other->load_state(text);
   EXPECT_EQ(other->save_state(), text);
   EXPECT_EQ(ring(*other, OTHER_CPU, 63), ring(*machine, OTHER_CPU, 63));
-  EXPECT_EQ(ask(*other, command(READ_FIRST, 16)), 0x12345u);
+  EXPECT_EQ(ask(*other, command(READ_FIRST, 16)), 0x12345U);
   read(*other, CPU, 0xB1);
   macro_word word = 0;
   EXPECT_EQ(jtag(*other, CPU, JtagAccess::read, 0xB1, word).reason, Reason::dead_chip) << "faults go on counting";

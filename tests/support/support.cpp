@@ -242,7 +242,7 @@ RunResult run_macro(const RunInput &input, const UnitWords &unit) {
 }
 
 std::array<macro_word, ERROR_RECORD_WORDS> refusal(macro_word subcode, macro_word value,
-                                                   std::vector<std::pair<unsigned, macro_word>> further) {
+                                                   const std::vector<std::pair<unsigned, macro_word>> &further) {
   std::array<macro_word, ERROR_RECORD_WORDS> record{};
   record.fill(ERR_BACKGROUND);
   record[ERR_CLASS] = ERR_PARAMETER;

@@ -94,8 +94,8 @@ class ScriptedMachine : public scdb::Machine {
   scdb::Outcome jtag(std::span<const scdb::Chip> chips, scdb::JtagAccess access, unsigned code,
                      macro_word &word) override;
   [[nodiscard]] std::size_t ring_bits(scdb::Chip chip, unsigned ring) const override;
-  scdb::Outcome read_ring(std::span<const scdb::Chip> chips, unsigned ring, std::span<macro_word> words) override;
-  scdb::Outcome write_ring(std::span<const scdb::Chip> chips, unsigned ring,
+  scdb::Outcome read_ring(std::span<const scdb::Chip> chips, unsigned code, std::span<macro_word> words) override;
+  scdb::Outcome write_ring(std::span<const scdb::Chip> chips, unsigned code,
                            std::span<const macro_word> words) override;
   scdb::Outcome i2c(std::span<const scdb::Chip> chips, scdb::Direction direction, macro_word port, unsigned device,
                     unsigned mode, std::span<macro_word> words, unsigned bytes) override;
@@ -156,7 +156,7 @@ void expect_run(const RunResult &run, const RunInput &input, const Lines &calls,
 
 /// A parameter error's record: words 0, 5, 6 as given, and the named further words; all others untouched.
 [[nodiscard]] std::array<macro_word, ERROR_RECORD_WORDS> refusal(
-    macro_word subcode, macro_word value, std::vector<std::pair<unsigned, macro_word>> further = {});
+    macro_word subcode, macro_word value, const std::vector<std::pair<unsigned, macro_word>> &further = {});
 
 /// Attaches a machine for the length of a scope.
 template <class Machine>
