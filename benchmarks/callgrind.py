@@ -3,6 +3,7 @@ import collections
 import os
 import re
 import subprocess
+import sys
 import tempfile
 from pathlib import Path
 
@@ -48,7 +49,10 @@ class Count:
 def run(arguments, out, **settings):
     command = ["valgrind", "--tool=callgrind", "--compress-strings=no", "--compress-pos=no",
                f"--callgrind-out-file={out}", *map(str, arguments)]
-    return subprocess.run(command, capture_output=True, text=True, check=True, env=os.environ | settings)
+    done = subprocess.run(command, capture_output=True, text=True, env=os.environ | settings)
+    if done.returncode != 0:
+        sys.exit(f"{' '.join(command)}: status {done.returncode}\n{done.stderr}")
+    return done
 
 
 def counts(program):

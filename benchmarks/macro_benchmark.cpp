@@ -8,14 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "cases_arrays.hpp"
-#include "cases_clock.hpp"
-#include "cases_cpu_registers.hpp"
-#include "cases_dimm.hpp"
-#include "cases_ioc_scf.hpp"
-#include "cases_memory_ports.hpp"
-#include "cases_sc.hpp"
-#include "cases_xb.hpp"
+#include "cases_all.hpp"
 #include "counted.hpp"
 #include "hand_written.h"
 
@@ -92,10 +85,7 @@ const std::vector<Pair> &pairs() {
 /// Every macro with all its rows of the tests' tables, and each row with several answers to what it reads: this takes
 /// it through most of its code, and lets those that poll come to their end.
 void count() {
-  std::vector<cases::Case> rows;
-  for (const auto &family : {cases::cpu_registers(), cases::arrays(), cases::clock(), cases::memory_ports(),
-                             cases::dimm(), cases::system_controller(), cases::crossbar(), cases::ioc_scf()})
-    rows.insert(rows.end(), family.begin(), family.end());
+  const std::vector<cases::Case> rows = cases::all();
   std::set<std::string> names;
   for (const cases::Case &row : rows)
     names.insert(row.input.macro);

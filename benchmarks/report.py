@@ -35,7 +35,7 @@ def times(program):
     """The least time of each benchmark in nanoseconds, by its name, and its user counters."""
     command = [program, "--benchmark_format=json", "--benchmark_repetitions=15", "--benchmark_min_time=0.01",
                "--benchmark_enable_random_interleaving=true"]
-    output = subprocess.run(command, capture_output=True, text=True, check=True).stdout
+    output = subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout
     unit = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
     found = {}
     for row in json.loads(output)["benchmarks"]:
