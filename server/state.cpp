@@ -80,7 +80,7 @@ void Cells::set(std::span<const macro_word> words) {
     else
       words_.resize(size_);
   }
-  std::ranges::copy(words, words_.begin());
+  std::copy(words.begin(), words.end(), words_.begin());
   if (layout_.mask != MACRO_ALL)
     for (std::size_t i = 0; i < words.size(); ++i)
       words_[i] &= layout_.mask;
