@@ -79,7 +79,7 @@ class Member {
 
   void expect_repeated() const {
     if (repeated_ < ROUNDS_OF_ALL)
-      fail(fmt::format("a case of {} was repeated {} times only", row_.input.macro, repeated_));
+      fail(fmt::format("a case of {} was repeated {} times only; it takes more runs", row_.input.macro, repeated_));
   }
 
  private:
