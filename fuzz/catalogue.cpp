@@ -1,10 +1,10 @@
 #include <string>
 
-#include "catalogue.hpp"
-#include "error.hpp"
-#include "fields.hpp"
+#include "engine/catalogue/catalogue.hpp"
+#include "engine/text/error.hpp"
+#include "engine/catalogue/fields.hpp"
 #include "fuzz.hpp"
-#include "named_values.hpp"
+#include "engine/catalogue/named_values.hpp"
 
 // Files of the catalogue.  What one that is taken says of its macros can be used.
 
@@ -13,10 +13,10 @@ namespace {
 /// Words of _DATA up to which results are looked at.
 constexpr std::size_t MOST_WORDS = 4096;
 
-void use(const host::MacroEntry &entry, macro_word rw, macro_word pattern) {
+void use(const engine::MacroEntry &entry, macro_word rw, macro_word pattern) {
   const std::vector<macro_word> para(16, pattern);
-  const host::Arguments arguments{entry, rw, para};
-  for (const host::Parameter &parameter : entry.parameters) {
+  const engine::Arguments arguments{entry, rw, para};
+  for (const engine::Parameter &parameter : entry.parameters) {
     static_cast<void>(arguments.uses(parameter));
     static_cast<void>(accepted_by(parameter, &arguments));
     static_cast<void>(text_of(parameter, pattern));
@@ -24,7 +24,7 @@ void use(const host::MacroEntry &entry, macro_word rw, macro_word pattern) {
   static_cast<void>(arguments.accesses());
   static_cast<void>(arguments.data_words(true));
   if (const std::size_t words = arguments.data_words(false); words <= MOST_WORDS)
-    for (const host::ShownValue &value : shown_values(arguments, host::DataWords(words, pattern)))
+    for (const engine::ShownValue &value : shown_values(arguments, engine::DataWords(words, pattern)))
       static_cast<void>(text_of(value));
   static_cast<void>(with_fields(entry, rw, {para, std::vector<macro_word>(MOST_WORDS, pattern)}, {}));
 }
@@ -33,18 +33,18 @@ void use(const host::MacroEntry &entry, macro_word rw, macro_word pattern) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t size) {
   const std::string_view text{reinterpret_cast<const char *>(bytes), size};
-  host::Family family;
+  engine::Family family;
   try {
-    family = host::read_family(text, "fuzz.toml", "fuzz");
-  } catch (const host::InputError &) {
+    family = engine::read_family(text, "fuzz.toml", "fuzz");
+  } catch (const engine::InputError &) {
     return 0;
   }
-  for (const host::MacroEntry &entry : family.macros)
+  for (const engine::MacroEntry &entry : family.macros)
     for (const macro_word rw : {macro_word{1}, macro_word{2}, MACRO_ALL})
       for (const macro_word pattern : {macro_word{0}, macro_word{3}, MACRO_ALL}) {
         try {
           use(entry, rw, pattern);
-        } catch (const host::InputError &) {
+        } catch (const engine::InputError &) {
           // Not what the macro takes.
         }
       }

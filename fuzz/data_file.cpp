@@ -1,40 +1,40 @@
 #include <string>
 #include <vector>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 #include "fuzz.hpp"
-#include "ring_file.hpp"
-#include "selection.hpp"
-#include "word_file.hpp"
+#include "engine/unit/ring_file.hpp"
+#include "engine/unit/selection.hpp"
+#include "engine/text/word_file.hpp"
 
 // Files of words: what --data-in and --expect read, and what 'ring restore' does; and units, as people type them.
 
 namespace {
 
 void read(char kind, std::string_view content) {
-  const host::RingShape shape{scdb::ChipKind::cpu, 0x3C, 100};
+  const engine::RingShape shape{scdb::ChipKind::cpu, 0x3C, 100};
   switch (kind) {
     case 'b': {
-      const std::vector<macro_word> words = host::words_of_bytes(content, "fuzz");
-      fuzz::require(host::bytes_of(words) == content, "words are written as they were read");
+      const std::vector<macro_word> words = engine::words_of_bytes(content, "fuzz");
+      fuzz::require(engine::bytes_of(words) == content, "words are written as they were read");
       return;
     }
     case 't': {
-      const std::vector<macro_word> words = host::words_of_text(content, "fuzz");
-      fuzz::require(host::words_of_text(host::text_of(words), "fuzz") == words, "words are read as they were written");
+      const std::vector<macro_word> words = engine::words_of_text(content, "fuzz");
+      fuzz::require(engine::words_of_text(engine::text_of(words), "fuzz") == words, "words are read as they were written");
       return;
     }
     case 'r':
     case 's':
-      fuzz::require(host::ring_words(content, kind == 'r' ? "fuzz" : "fuzz.txt", shape).size() == host::words_of(shape),
+      fuzz::require(engine::ring_words(content, kind == 'r' ? "fuzz" : "fuzz.txt", shape).size() == engine::words_of(shape),
                     "a ring file has the ring's words");
       return;
     case 'u': {
       static const std::vector<scdb::Chip> chips{
           {scdb::ChipKind::cpu, 0, 0}, {scdb::ChipKind::cpu, 15, 3}, {scdb::ChipKind::xb, 2, 1}};
-      const host::Selection selection = host::parse_selection(content, chips);
-      fuzz::require(!host::single_chips(selection, chips).empty(), "a unit that is taken has a chip");
-      fuzz::require(host::parse_selection(host::describe(selection.words()), chips).mring == selection.mring,
+      const engine::Selection selection = engine::parse_selection(content, chips);
+      fuzz::require(!engine::single_chips(selection, chips).empty(), "a unit that is taken has a chip");
+      fuzz::require(engine::parse_selection(engine::describe(selection.words()), chips).mring == selection.mring,
                     "a unit is read as it was described");
       return;
     }
@@ -52,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
   const std::string_view text{reinterpret_cast<const char *>(bytes), size};
   try {
     read(text.front(), text.substr(1));
-  } catch (const host::InputError &) {
+  } catch (const engine::InputError &) {
     // Says what is wrong.
   }
   return 0;

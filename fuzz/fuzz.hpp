@@ -10,7 +10,7 @@
 #include <span>
 #include <string_view>
 
-#include "guard.hpp"
+#include "engine/run/guard.hpp"
 #include "libscfjtag.h"
 
 /// What the fuzz programs share.  Each of them hands arbitrary bytes to one part of the product, which may refuse them,
@@ -106,7 +106,7 @@ class Area {
     return (words + words_of_a_page - 1) / words_of_a_page * words_of_a_page;
   }
 
-  host::GuardedArea pages_;
+  engine::GuardedArea pages_;
 };
 
 }  // namespace fuzz

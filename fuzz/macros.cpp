@@ -3,10 +3,10 @@
 #include <optional>
 #include <vector>
 
-#include "catalogue.hpp"
-#include "fields.hpp"
+#include "engine/catalogue/catalogue.hpp"
+#include "engine/catalogue/fields.hpp"
 #include "fuzz.hpp"
-#include "runner.hpp"
+#include "engine/run/runner.hpp"
 #include "scdb/macros.hpp"
 #include "scdb/session.hpp"
 
@@ -137,15 +137,15 @@ class Limit : public scdb::Observer {
 
 struct Row {
   const scdb::Macro *macro;
-  host::MacroEntry entry;
+  engine::MacroEntry entry;
 };
 
 /// Every macro, with what the catalogue says of it.
 std::vector<Row> every_macro() {
   scdb::load_macro_library(MACRO_LIBRARY);
   std::vector<Row> rows;
-  for (host::Family &family : host::Catalogue({}).families())
-    for (host::MacroEntry &entry : family.macros)
+  for (engine::Family &family : engine::Catalogue({}).families())
+    for (engine::MacroEntry &entry : family.macros)
       rows.push_back({scdb::find_macro(entry.name), std::move(entry)});
   fuzz::require(rows.size() == scdb::macros().size(), "every macro has its entry");
   return rows;
@@ -157,20 +157,20 @@ const Row *row_of(const std::vector<Row> &rows, const scdb::Macro *macro) {
 }
 
 /// Words of _DATA that the macro may use.  What a direction does that it does not list can be anything.
-std::size_t data_words(const host::MacroEntry &entry, macro_word rw, std::span<const macro_word> para) {
-  const host::Arguments arguments{entry, rw, para};
+std::size_t data_words(const engine::MacroEntry &entry, macro_word rw, std::span<const macro_word> para) {
+  const engine::Arguments arguments{entry, rw, para};
   if (arguments.direction() == nullptr && !entry.directions.empty() && !entry.otherwise.empty())
-    return host::DEFAULT_DATA_WORDS;
+    return engine::DEFAULT_DATA_WORDS;
   const std::size_t words = std::max(arguments.data_words(true), arguments.data_words(false));
-  return std::clamp<std::size_t>(words, 1, host::DEFAULT_DATA_WORDS);
+  return std::clamp<std::size_t>(words, 1, engine::DEFAULT_DATA_WORDS);
 }
 
 /// A macro that calls the one that its parameters name has two words of its own for that one's results: the host lets
 /// it call none that gives more.
-bool calls_too_much(const std::vector<Row> &rows, const host::MacroEntry &entry, macro_word rw,
+bool calls_too_much(const std::vector<Row> &rows, const engine::MacroEntry &entry, macro_word rw,
                     std::span<const macro_word> para) {
-  const host::Arguments arguments{entry, rw, para};
-  return std::ranges::any_of(entry.parameters, [&](const host::Parameter &parameter) {
+  const engine::Arguments arguments{entry, rw, para};
+  return std::ranges::any_of(entry.parameters, [&](const engine::Parameter &parameter) {
     const Row *const called =
         parameter.calls ? row_of(rows, scdb::find_macro(arguments.value(parameter.name))) : nullptr;
     return called != nullptr && data_words(called->entry, parameter.calls->rw, para) > parameter.calls->data_words;
@@ -193,7 +193,7 @@ struct UnitWords {
 };
 
 /// Mostly what the parameter takes.
-macro_word para_word(fuzz::Input &input, const host::Parameter &parameter) {
+macro_word para_word(fuzz::Input &input, const engine::Parameter &parameter) {
   if (!parameter.values.empty() && !input.rarely(8))
     return parameter.values[input.byte() % parameter.values.size()].value;
   return input.word();
@@ -203,9 +203,9 @@ macro_word para_word(fuzz::Input &input, const host::Parameter &parameter) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t size) {
   static const std::vector<Row> rows = every_macro();
-  static fuzz::Area data_area{"_DATA", host::DEFAULT_DATA_WORDS};
+  static fuzz::Area data_area{"_DATA", engine::DEFAULT_DATA_WORDS};
   static fuzz::Area err_area{"_ERR", ERROR_RECORD_WORDS};
-  static fuzz::Area exp_area{"_EXP", host::EXP_WORDS};
+  static fuzz::Area exp_area{"_EXP", engine::EXP_WORDS};
   constexpr macro_word BACKGROUND = 0x5A5A5A5A;
 
   fuzz::Input input{{bytes, size}};
@@ -216,11 +216,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
                             : entry.directions[input.byte() % entry.directions.size()].rw;
 
   // Read-only for the macro.
-  fuzz::Area para_area{"_PARA", host::LEAST_PARA_WORDS};
+  fuzz::Area para_area{"_PARA", engine::LEAST_PARA_WORDS};
   fuzz::Area mring_area{"_MRING", MRING_WORDS};
-  const std::span<macro_word> para{para_area.begin(host::LEAST_PARA_WORDS), host::LEAST_PARA_WORDS};
+  const std::span<macro_word> para{para_area.begin(engine::LEAST_PARA_WORDS), engine::LEAST_PARA_WORDS};
   macro_word *const mring = mring_area.begin(MRING_WORDS);
-  for (const host::Parameter &parameter : entry.parameters)
+  for (const engine::Parameter &parameter : entry.parameters)
     if (parameter.word < para.size()) {
       macro_word &word = para[parameter.word];
       word = parameter.bits.put(word, para_word(input, parameter));
@@ -238,8 +238,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     data[i] = pattern ^ static_cast<macro_word>(i);
   macro_word *const err = err_area.begin(ERROR_RECORD_WORDS);
   std::fill_n(err, ERROR_RECORD_WORDS, BACKGROUND);
-  macro_word *const exp = exp_area.begin(host::EXP_WORDS);
-  std::fill_n(exp, host::EXP_WORDS, pattern);
+  macro_word *const exp = exp_area.begin(engine::EXP_WORDS);
+  std::fill_n(exp, engine::EXP_WORDS, pattern);
 
   std::ranges::fill(_SCANBUFFER, pattern);
   std::ranges::fill(_SCANBUFFER1, ~pattern);

@@ -2,9 +2,9 @@
 #include <string>
 #include <vector>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 #include "fuzz.hpp"
-#include "plan.hpp"
+#include "engine/plan/plan.hpp"
 #include "scdb/macros.hpp"
 #include "scdb/session.hpp"
 
@@ -15,16 +15,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     scdb::load_macro_library(MACRO_LIBRARY);
     return true;
   }();
-  static const host::Catalogue catalogue{{}};
+  static const engine::Catalogue catalogue{{}};
   static const std::vector<scdb::Chip> chips = scdb::machine().chips();
   fuzz::require(loaded, "there are macros");
   try {
-    const host::PlanSource source{"fuzz", "fuzz.toml", std::string{reinterpret_cast<const char *>(bytes), size}};
-    const host::Plan plan = host::read_plan(source, catalogue, chips);
-    for (const host::PlanStep &step : plan.steps)
+    const engine::PlanSource source{"fuzz", "fuzz.toml", std::string{reinterpret_cast<const char *>(bytes), size}};
+    const engine::Plan plan = engine::read_plan(source, catalogue, chips);
+    for (const engine::PlanStep &step : plan.steps)
       fuzz::require(!step.variants.empty() && !step.macro.empty(), "a step has something to run");
     fuzz::require(title_of(source) == plan.title, "the title alone is the plan's");
-  } catch (const host::InputError &) {
+  } catch (const engine::InputError &) {
     // Says what is wrong.
   }
   return 0;

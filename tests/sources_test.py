@@ -13,27 +13,47 @@ STRICT = ("-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Werror
 MACHINE_INTERFACE = {f"scdb/{name}.hpp" for name in ("machine", "export", "failure", "units")}
 
 
+# In each row a folder includes itself and those left of it.
+LAYERS = {
+    "engine": ("text", "unit", "catalogue", "run", "plan", "report"),
+    "host": ("shell", "command"),
+}
+
+
+def within_layers(source, target):
+    """Whether one file of a house of layers may include another of it; what belongs to no layer serves all."""
+    house, layer, *inside = source.split("/")
+    other, *inside_other = target.split("/")[1:]
+    order = LAYERS[house]
+    if not inside_other:
+        return True
+    return bool(inside) and layer in order and other in order and order.index(other) <= order.index(layer)
+
+
 def may_include(source, target):
     """Whether one file of the project may include another; both as paths from the root."""
     folder, *rest = source.split("/")
     unit = target.split("/")[1] if target.startswith("macrodebug/") else None
+    machine = f"machines/{rest[0]}/"
     return target.startswith("include/") or {
-        "include": False,
-        "macrodebug": unit == "frame" or unit == rest[0] and unit is not None,
-        "scdb": target.startswith("scdb/"),
-        "server": target.startswith("server/") or target in MACHINE_INTERFACE,
-        "host": target.startswith("host/") or target in PUBLIC_SCDB,
-    }[folder]
+        "include": lambda: False,
+        "macrodebug": lambda: unit == "frame" or unit == rest[0] and unit is not None,
+        "scdb": lambda: target.startswith("scdb/"),
+        "machines": lambda: target.startswith(machine) or target in MACHINE_INTERFACE,
+        "engine": lambda: target in PUBLIC_SCDB or target.startswith("engine/") and within_layers(source, target),
+        "host": lambda: (target in PUBLIC_SCDB or target.startswith("engine/")
+                         or target.startswith("host/") and within_layers(source, target)),
+    }[folder]()
 
 
 def sources():
-    for folder in ("include", "macrodebug", "scdb", "server", "host"):
+    for folder in ("include", "macrodebug", "scdb", "machines", "engine", "host"):
         yield from (path for path in sorted((SOURCE / folder).rglob("*")) if path.suffix in (".h", ".hpp", ".cpp"))
 
 
 def resolve(source, name):
     """The project's file that an include directive means, or None."""
-    for folder in (source.parent, SOURCE, INCLUDE, SOURCE / "macrodebug", SOURCE / "host"):
+    for folder in (source.parent, SOURCE, INCLUDE, SOURCE / "macrodebug"):
         if (folder / name).is_file():
             return os.path.relpath(folder / name, SOURCE)
     return None
@@ -58,13 +78,38 @@ class Dependencies(unittest.TestCase):
             ("macrodebug/cpu/a.cpp", "macrodebug/sc/b.hpp"),
             ("macrodebug/frame/a.hpp", "macrodebug/cpu/b.hpp"),
             ("macrodebug/cpu/a.cpp", "scdb/units.hpp"),
-            ("scdb/a.cpp", "server/b.hpp"),
-            ("server/a.cpp", "scdb/session.hpp"),
-            ("host/a.cpp", "scdb/context.hpp"),
-            ("host/a.cpp", "server/b.hpp"),
+            ("scdb/a.cpp", "machines/simulated/b.hpp"),
+            ("scdb/a.cpp", "engine/text/b.hpp"),
+            ("machines/simulated/a.cpp", "scdb/session.hpp"),
+            ("machines/simulated/a.cpp", "machines/driver/b.hpp"),
+            ("machines/simulated/a.cpp", "engine/text/b.hpp"),
+            ("engine/text/a.cpp", "engine/unit/b.hpp"),
+            ("engine/catalogue/a.cpp", "engine/run/b.hpp"),
+            ("engine/run/a.cpp", "engine/plan/b.hpp"),
+            ("engine/run/processor/a.cpp", "engine/report/b.hpp"),
+            ("engine/plan/a.cpp", "engine/report/b.hpp"),
+            ("engine/run/a.cpp", "scdb/context.hpp"),
+            ("engine/run/a.cpp", "machines/simulated/b.hpp"),
+            ("engine/report/a.cpp", "host/command/b.hpp"),
+            ("host/shell/a.cpp", "host/command/b.hpp"),
+            ("host/command/a.cpp", "scdb/context.hpp"),
+            ("host/command/a.cpp", "machines/simulated/b.hpp"),
+            ("host/command/a.cpp", "macrodebug/frame/b.hpp"),
         ):
             with self.subTest(source=source, target=target):
                 self.assertFalse(may_include(source, target))
+
+    def test_the_rule_allows(self):
+        for source, target in (
+            ("engine/plan/a.cpp", "engine/run/b.hpp"),
+            ("engine/run/processor/a.cpp", "engine/run/b.hpp"),
+            ("engine/report/a.cpp", "engine/text/b.hpp"),
+            ("host/command/a.cpp", "engine/report/b.hpp"),
+            ("host/command/a.cpp", "host/shell/b.hpp"),
+            ("host/shell/terminal/a.cpp", "host/shell/b.hpp"),
+        ):
+            with self.subTest(source=source, target=target):
+                self.assertTrue(may_include(source, target))
 
 
 class Headers(unittest.TestCase):

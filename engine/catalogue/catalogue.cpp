@@ -1,4 +1,4 @@
-#include "catalogue.hpp"
+#include "engine/catalogue/catalogue.hpp"
 
 #include <fmt/format.h>
 
@@ -7,10 +7,10 @@
 #include <fstream>
 #include <iterator>
 
-#include "embedded.hpp"
-#include "error.hpp"
+#include "engine/text/embedded.hpp"
+#include "engine/text/error.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 std::string text_of_file(const std::filesystem::path &path) {
@@ -90,4 +90,4 @@ std::vector<Family> Catalogue::families() const {
   return families;
 }
 
-}  // namespace host
+}  // namespace engine

@@ -9,12 +9,17 @@
 #include <variant>
 #include <vector>
 
-#include "expression.hpp"
+#include "engine/catalogue/expression.hpp"
 #include "libscfjtag.h"
 #include "scdb/units.hpp"
 
 /// What macros mean, as the files of catalogue/ tell it (docs/catalogue.md).
-namespace host {
+namespace engine {
+
+/// What _RW holds.
+inline constexpr macro_word RW_READ = 1;
+inline constexpr macro_word RW_WRITE = 2;
+inline constexpr macro_word RW_NONE = MACRO_ALL;
 
 /// Neighbouring bits of a word, counted from the least significant.
 struct Bits {
@@ -222,4 +227,4 @@ class Catalogue {
   std::vector<File> files_;
 };
 
-}  // namespace host
+}  // namespace engine

@@ -1,4 +1,4 @@
-#include "decode.hpp"
+#include "engine/catalogue/decode.hpp"
 
 #include <fmt/format.h>
 
@@ -7,10 +7,10 @@
 #include <bit>
 #include <span>
 
-#include "explain.hpp"
-#include "words.hpp"
+#include "engine/unit/chips.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// For each check bit the data bits that it covers, data bit 0 the most significant.
@@ -197,4 +197,4 @@ std::string text_of_syndrome(SyndromeCode name, std::uint64_t syndrome) {
   return "several bits wrong";
 }
 
-}  // namespace host
+}  // namespace engine

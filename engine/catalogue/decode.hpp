@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "catalogue.hpp"
-#include "fields.hpp"
+#include "engine/catalogue/catalogue.hpp"
+#include "engine/catalogue/fields.hpp"
 
-namespace host {
+namespace engine {
 
 /// Words of _DATA; nothing where a word was not written.
 using DataWords = std::vector<std::optional<macro_word>>;
@@ -43,4 +43,4 @@ struct DecodedBlock {
 /// Which bits a syndrome says are wrong: "clean", "data bit 17 wrong", "check bit 3 wrong", "several bits wrong".
 [[nodiscard]] std::string text_of_syndrome(SyndromeCode name, std::uint64_t syndrome);
 
-}  // namespace host
+}  // namespace engine

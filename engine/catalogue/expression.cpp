@@ -1,14 +1,14 @@
-#include "expression.hpp"
+#include "engine/catalogue/expression.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cctype>
 
-#include "error.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// No size or count of any use comes near it, and a sum of two such numbers does not overflow.
@@ -153,4 +153,4 @@ std::vector<std::string_view> Expression::names() const {
   return names;
 }
 
-}  // namespace host
+}  // namespace engine

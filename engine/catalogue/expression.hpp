@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace host {
+namespace engine {
 
 /// What is wrong with an expression, in a line for people.
 class [[nodiscard]] ExpressionError : public std::runtime_error {
@@ -47,4 +47,4 @@ class Expression {
   std::vector<Step> steps_;
 };
 
-}  // namespace host
+}  // namespace engine

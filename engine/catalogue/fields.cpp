@@ -1,15 +1,14 @@
-#include "fields.hpp"
+#include "engine/catalogue/fields.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <iterator>
 
-#include "error.hpp"
-#include "runner.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// The largest _DATA that an entry can describe, in words.
@@ -442,4 +441,4 @@ std::string place_of(const Parameter &parameter) {
   return fmt::format("_PARA[{}]{}{}", parameter.word, bits.empty() ? "" : " ", bits);
 }
 
-}  // namespace host
+}  // namespace engine

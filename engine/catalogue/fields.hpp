@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "catalogue.hpp"
+#include "engine/catalogue/catalogue.hpp"
 
-namespace host {
+namespace engine {
 
 /// What a macro is run with, as its catalogue entry sees it.
 class Arguments {
@@ -87,4 +87,4 @@ struct ValueNames {
 /// "bits 3-4", "bit 7"; empty for a whole word.
 [[nodiscard]] std::string describe(const Bits &bits);
 
-}  // namespace host
+}  // namespace engine

@@ -1,14 +1,14 @@
-#include "named_values.hpp"
+#include "engine/catalogue/named_values.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
 
-#include "error.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// Fields of up to so many bits are tried with every value when it is to be known what they can show.
@@ -97,4 +97,4 @@ bool holds(const NamedExpectation &expectation, const ShownValue &value) {
   return text_of(value) == expectation.text;
 }
 
-}  // namespace host
+}  // namespace engine

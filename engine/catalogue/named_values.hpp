@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "decode.hpp"
+#include "engine/catalogue/decode.hpp"
 
 /// Results of runs by the names that the catalogue has for them.
-namespace host {
+namespace engine {
 
 /// A result as `mcrhost run` names it: "value" for a field of a single record, "register 5" for a record of one word,
 /// "lane 0.locked" for a field of one record of several.
@@ -39,4 +39,4 @@ void check(NamedExpectation &expectation, const Arguments &arguments);
 /// Whether the result is as expected.
 [[nodiscard]] bool holds(const NamedExpectation &expectation, const ShownValue &value);
 
-}  // namespace host
+}  // namespace engine

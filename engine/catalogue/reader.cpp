@@ -6,12 +6,12 @@
 #include <set>
 #include <span>
 
-#include "catalogue.hpp"
-#include "error.hpp"
-#include "toml_reader.hpp"
-#include "words.hpp"
+#include "engine/catalogue/catalogue.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/toml_reader.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// Far beyond what any macro takes or gives.
@@ -439,4 +439,4 @@ Family read_family(std::string_view text, const std::string &origin, std::string
   return EntryReader{origin, name}.read(text);
 }
 
-}  // namespace host
+}  // namespace engine

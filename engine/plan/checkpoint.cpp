@@ -1,18 +1,18 @@
-#include "checkpoint.hpp"
+#include "engine/plan/checkpoint.hpp"
 
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "error.hpp"
-#include "file.hpp"
-#include "report.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/file.hpp"
+#include "engine/report/run_report.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
-#include "words.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -100,4 +100,4 @@ void Checkpoint::write() const {
   write_file(path_, fmt::format("{}{}\n{}", HEADING, digest_of(body), body), CHECKPOINT_OPTION);
 }
 
-}  // namespace host
+}  // namespace engine

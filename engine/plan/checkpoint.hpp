@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "plan_events.hpp"
+#include "engine/plan/events.hpp"
 
-namespace host {
+namespace engine {
 
 /// The file from which a plan that was interrupted can go on: what has been done, and the state of the machine
 /// afterwards.  It is replaced whole, or not at all.
@@ -39,4 +39,4 @@ class Checkpoint {
   std::vector<CaseResult> results_;
 };
 
-}  // namespace host
+}  // namespace engine

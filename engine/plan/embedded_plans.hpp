@@ -2,11 +2,11 @@
 
 #include <span>
 
-#include "embedded.hpp"
+#include "engine/text/embedded.hpp"
 
-namespace host::plans {
+namespace engine::plans {
 
 /// The plans that are built in, in no particular order.
 [[nodiscard]] std::span<const Embedded> embedded_files();
 
-}  // namespace host::plans
+}  // namespace engine::plans

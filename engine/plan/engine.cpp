@@ -1,4 +1,4 @@
-#include "plan_engine.hpp"
+#include "engine/plan/engine.hpp"
 
 #include <fmt/format.h>
 
@@ -7,14 +7,14 @@
 #include <optional>
 #include <utility>
 
-#include "error.hpp"
-#include "explain.hpp"
-#include "report.hpp"
+#include "engine/text/error.hpp"
+#include "engine/run/explain.hpp"
+#include "engine/report/run_report.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
-#include "words.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// Results of a run are kept one by one up to so many; of dumps nobody asked for single ones.
@@ -288,4 +288,4 @@ void PlanEngine::record(const CaseResult &result) {
   }
 }
 
-}  // namespace host
+}  // namespace engine

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "checkpoint.hpp"
-#include "interruption.hpp"
-#include "plan_events.hpp"
+#include "engine/plan/checkpoint.hpp"
+#include "engine/run/stop.hpp"
+#include "engine/plan/events.hpp"
 
-namespace host {
+namespace engine {
 
 /// Runs plans: one run after another, each told to all reporters.
 ///
@@ -58,4 +58,4 @@ class PlanEngine {
   bool halfway_ = false;
 };
 
-}  // namespace host
+}  // namespace engine

@@ -1,4 +1,4 @@
-#include "plan_events.hpp"
+#include "engine/plan/events.hpp"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-namespace host {
+namespace engine {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -131,4 +131,4 @@ std::string reason_of(const PlanStep &step, const CaseResult &result) {
   return result.outcome == Outcome::error ? "error" : "results not as expected";
 }
 
-}  // namespace host
+}  // namespace engine

@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
-#include "plan.hpp"
+#include "engine/plan/plan.hpp"
 
 /// What happens while a plan runs, and who tells of it.
-namespace host {
+namespace engine {
 
 /// What came of a run, a step or a plan; the later, the graver.
 enum class Outcome : std::uint8_t {
@@ -119,4 +119,4 @@ class PlanReporter {
   virtual void end(const PlanEnd & /*end*/) {}
 };
 
-}  // namespace host
+}  // namespace engine

@@ -7,12 +7,12 @@
 #include <string_view>
 #include <vector>
 
-#include "expectation.hpp"
-#include "named_values.hpp"
-#include "runner.hpp"
+#include "engine/run/expectation.hpp"
+#include "engine/catalogue/named_values.hpp"
+#include "engine/run/runner.hpp"
 
 /// Plans: steps of macros with what is expected of them, as a file tells them (docs/plans.md).
-namespace host {
+namespace engine {
 
 /// How a run may end.
 enum class PlanVerdict : std::uint8_t { pass, finding, failure };
@@ -78,4 +78,4 @@ struct PlanSource {
 /// @throw InputError
 [[nodiscard]] std::string title_of(const PlanSource &source);
 
-}  // namespace host
+}  // namespace engine

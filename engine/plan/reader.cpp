@@ -7,16 +7,16 @@
 #include <functional>
 #include <iterator>
 
-#include "embedded_plans.hpp"
-#include "error.hpp"
-#include "file.hpp"
-#include "library.hpp"
-#include "plan.hpp"
-#include "request.hpp"
-#include "toml_reader.hpp"
-#include "words.hpp"
+#include "engine/plan/embedded_plans.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/file.hpp"
+#include "engine/run/library.hpp"
+#include "engine/plan/plan.hpp"
+#include "engine/run/request.hpp"
+#include "engine/text/toml_reader.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// The most runs that a step may come to, and the variants of all steps together; repetitions are not counted.
@@ -348,4 +348,4 @@ PlanSource find_plan(const std::string &name) {
                   names_of_built_in_plans(), name));
 }
 
-}  // namespace host
+}  // namespace engine

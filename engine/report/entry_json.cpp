@@ -2,10 +2,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "entry_page.hpp"
-#include "entry_text.hpp"
+#include "engine/report/entry_page.hpp"
+#include "engine/report/entry_text.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -135,4 +135,4 @@ nlohmann::ordered_json json_of(const MacroEntry &entry, const scdb::Macro &macro
           {"example", example_of(entry)}};
 }
 
-}  // namespace host
+}  // namespace engine

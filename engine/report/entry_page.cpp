@@ -1,15 +1,15 @@
-#include "entry_page.hpp"
+#include "engine/report/entry_page.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "entry_text.hpp"
-#include "fields.hpp"
-#include "output.hpp"
-#include "words.hpp"
+#include "engine/report/entry_text.hpp"
+#include "engine/catalogue/fields.hpp"
+#include "engine/text/page.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 constexpr std::size_t LEAST_NAME_WIDTH = 12;
@@ -160,4 +160,4 @@ std::string page_of(const MacroEntry &entry, const scdb::Macro &macro) {
          + outcomes_of(entry) + fmt::format("\nExample:\n  {}\n", example_of(entry));
 }
 
-}  // namespace host
+}  // namespace engine

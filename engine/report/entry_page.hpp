@@ -3,10 +3,10 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-#include "catalogue.hpp"
+#include "engine/catalogue/catalogue.hpp"
 #include "scdb/macros.hpp"
 
-namespace host {
+namespace engine {
 
 /// A catalogue entry as a page for people.
 [[nodiscard]] std::string page_of(const MacroEntry &entry, const scdb::Macro &macro);
@@ -14,4 +14,4 @@ namespace host {
 /// The same for programs; expressions are texts.
 [[nodiscard]] nlohmann::ordered_json json_of(const MacroEntry &entry, const scdb::Macro &macro);
 
-}  // namespace host
+}  // namespace engine

@@ -1,13 +1,13 @@
-#include "entry_text.hpp"
+#include "engine/report/entry_text.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "fields.hpp"
-#include "words.hpp"
+#include "engine/catalogue/fields.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// The names of a condition's values: "class=4".
@@ -177,4 +177,4 @@ std::string example_of(const MacroEntry &entry) {
   return example;
 }
 
-}  // namespace host
+}  // namespace engine

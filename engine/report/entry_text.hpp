@@ -5,11 +5,11 @@
 #include <utility>
 #include <vector>
 
-#include "catalogue.hpp"
+#include "engine/catalogue/catalogue.hpp"
 #include "scdb/macros.hpp"
 
 /// The phrases of which pages on macros are made, whatever they are printed on.
-namespace host {
+namespace engine {
 
 /// A text, with what it holds for behind it: "title (with write, class=4)".
 [[nodiscard]] std::string with_scope(std::string text, const Scope &scope, const MacroEntry &entry);
@@ -36,4 +36,4 @@ namespace host {
 /// A command line that runs the macro with the least values it accepts.
 [[nodiscard]] std::string example_of(const MacroEntry &entry);
 
-}  // namespace host
+}  // namespace engine

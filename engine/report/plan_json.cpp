@@ -2,21 +2,18 @@
 
 #include <nlohmann/json.hpp>
 
-#include "output.hpp"
-#include "plan_reporters.hpp"
-#include "report.hpp"
+#include "engine/report/plan_reporters.hpp"
+#include "engine/report/run_report.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-void write(const Json &json) {
-  write_output(json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
-}
-
 class JsonReporter : public PlanReporter {
  public:
+  explicit JsonReporter(Sink sink) : sink_{std::move(sink)} {}
+
   void begin(const PlanStart &start) override {
     write({{"event", "plan"},
            {"name", start.plan.name},
@@ -63,12 +60,19 @@ class JsonReporter : public PlanReporter {
            {"skipped_steps", end.skipped_steps},
            {"time", text_of(end.time)}});
   }
+
+ private:
+  void write(const Json &json) const {
+    sink_(json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+  }
+
+  Sink sink_;
 };
 
 }  // namespace
 
-std::unique_ptr<PlanReporter> make_json_reporter() {
-  return std::make_unique<JsonReporter>();
+std::unique_ptr<PlanReporter> make_json_reporter(Sink sink) {
+  return std::make_unique<JsonReporter>(std::move(sink));
 }
 
-}  // namespace host
+}  // namespace engine

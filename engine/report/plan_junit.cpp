@@ -4,11 +4,11 @@
 #include <array>
 #include <utility>
 
-#include "file.hpp"
-#include "plan_reporters.hpp"
-#include "report.hpp"
+#include "engine/text/file.hpp"
+#include "engine/report/plan_reporters.hpp"
+#include "engine/report/run_report.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 constexpr std::string_view JUNIT_OPTION = "--junit";
@@ -189,4 +189,4 @@ std::unique_ptr<PlanReporter> make_junit_reporter(std::string path) {
   return std::make_unique<JunitReporter>(std::move(path));
 }
 
-}  // namespace host
+}  // namespace engine

@@ -5,11 +5,11 @@
 #include <set>
 #include <utility>
 
-#include "file.hpp"
-#include "plan_reporters.hpp"
+#include "engine/text/file.hpp"
+#include "engine/report/plan_reporters.hpp"
 #include "scdb/record.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -59,7 +59,7 @@ class OcptvReporter : public PlanReporter {
     add(start.time, "schemaVersion", {{"major", 2}, {"minor", 0}});
     add_to_run(start.time, "testRunStart",
                {{"name", start.plan.name},
-                {"version", MCRHOST_VERSION},
+                {"version", MACRODEBUG_VERSION},
                 {"commandLine", start.command_line},
                 {"parameters", {{"title", start.plan.title}}},
                 {"dutInfo", dut_info(start)}});
@@ -154,7 +154,7 @@ class OcptvReporter : public PlanReporter {
     }
     Json software{{{"softwareInfoId", HOST_ID},
                    {"name", HOST_ID},
-                   {"version", MCRHOST_VERSION},
+                   {"version", MACRODEBUG_VERSION},
                    {"softwareType", "APPLICATION"}}};
     for (const std::string &library : libraries)
       software.push_back({{"softwareInfoId", library}, {"name", library}, {"softwareType", "APPLICATION"}});
@@ -204,4 +204,4 @@ std::unique_ptr<PlanReporter> make_ocptv_reporter(std::string path) {
   return std::make_unique<OcptvReporter>(std::move(path));
 }
 
-}  // namespace host
+}  // namespace engine

@@ -1,19 +1,24 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
-#include "plan_events.hpp"
+#include "engine/plan/events.hpp"
 
 /// The formats in which results of plans are told.  Those that write a file write it whole at the end.
-namespace host {
+namespace engine {
 
-/// For people, on standard output: a line for each step, and what was not as expected.
+/// Where a report goes, piece by piece.  It may throw InputError: the plan then goes to its end without this report.
+using Sink = std::function<void(std::string_view text)>;
+
+/// For people: a line for each step, and what was not as expected.
 /// @param every_run  a line for each run as well.
-[[nodiscard]] std::unique_ptr<PlanReporter> make_text_reporter(bool every_run);
+[[nodiscard]] std::unique_ptr<PlanReporter> make_text_reporter(Sink sink, bool every_run);
 
-/// For programs, on standard output: a JSON object a line for each event.
-[[nodiscard]] std::unique_ptr<PlanReporter> make_json_reporter();
+/// For programs: a JSON object a line for each event.
+[[nodiscard]] std::unique_ptr<PlanReporter> make_json_reporter(Sink sink);
 
 /// JUnit XML: a test suite for each step, a test case for each run.
 [[nodiscard]] std::unique_ptr<PlanReporter> make_junit_reporter(std::string path);
@@ -21,4 +26,4 @@ namespace host {
 /// Open Compute test-and-validation output, schema 2.0: JSON lines.
 [[nodiscard]] std::unique_ptr<PlanReporter> make_ocptv_reporter(std::string path);
 
-}  // namespace host
+}  // namespace engine

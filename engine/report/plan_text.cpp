@@ -2,12 +2,11 @@
 
 #include <algorithm>
 
-#include "output.hpp"
-#include "plan_reporters.hpp"
-#include "report.hpp"
-#include "words.hpp"
+#include "engine/report/plan_reporters.hpp"
+#include "engine/report/run_report.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// Of a step that goes wrong everywhere, and of a run with findings without end, the first say enough.
@@ -29,14 +28,14 @@ std::string sentences(std::string_view what, const std::vector<std::string> &all
 
 class TextReporter : public PlanReporter {
  public:
-  explicit TextReporter(bool every_run) : every_run_{every_run} {}
+  TextReporter(Sink sink, bool every_run) : sink_{std::move(sink)}, every_run_{every_run} {}
 
   void begin(const PlanStart &start) override {
     for (const PlanStep &step : start.plan.steps) {
       name_width_ = std::max(name_width_, name_of_step(step).size());
       macro_width_ = std::max(macro_width_, step.macro.size());
     }
-    write_output(fmt::format("{}: {}  {} in {}  on {}\n", start.plan.name, start.plan.title, runs(start.plan.cases()),
+    sink_(fmt::format("{}: {}  {} in {}  on {}\n", start.plan.name, start.plan.title, runs(start.plan.cases()),
                              count_of(start.plan.steps.size(), "step"), label_of(start.machine)));
   }
 
@@ -70,7 +69,7 @@ class TextReporter : public PlanReporter {
       counts = end.made == 0 ? end.skipped : fmt::format("{}, {} not made: {}", counts, total - end.made, end.skipped);
     if (hidden_ != 0)
       details_ += fmt::format("  {} more\n", hidden_);
-    write_output(fmt::format("{:8} {:{}}  {:{}}  {}\n{}", name_of(end.outcome), name_of_step(end.step), name_width_,
+    sink_(fmt::format("{:8} {:{}}  {:{}}  {}\n{}", name_of(end.outcome), name_of_step(end.step), name_width_,
                              end.step.macro, macro_width_, counts, details_));
   }
 
@@ -80,12 +79,13 @@ class TextReporter : public PlanReporter {
       line += fmt::format(", {} not made", end.total - end.made);
     if (end.skipped_steps != 0)
       line += fmt::format(", {} skipped", count_of(end.skipped_steps, "step"));
-    write_output(fmt::format("{}{}\n", end.interrupted ? "interrupted, " : "", line));
+    sink_(fmt::format("{}{}\n", end.interrupted ? "interrupted, " : "", line));
   }
 
  private:
   static std::string name_of_step(const PlanStep &step) { return step.cleanup ? "cleanup: " + step.name : step.name; }
 
+  Sink sink_;
   bool every_run_;
   std::size_t name_width_ = 0;
   std::size_t macro_width_ = 0;
@@ -96,8 +96,8 @@ class TextReporter : public PlanReporter {
 
 }  // namespace
 
-std::unique_ptr<PlanReporter> make_text_reporter(bool every_run) {
-  return std::make_unique<TextReporter>(every_run);
+std::unique_ptr<PlanReporter> make_text_reporter(Sink sink, bool every_run) {
+  return std::make_unique<TextReporter>(std::move(sink), every_run);
 }
 
-}  // namespace host
+}  // namespace engine

@@ -1,15 +1,15 @@
-#include "reference.hpp"
+#include "engine/report/reference.hpp"
 
 #include <fmt/format.h>
 
 #include <initializer_list>
 
-#include "entry_text.hpp"
-#include "error.hpp"
-#include "fields.hpp"
-#include "words.hpp"
+#include "engine/report/entry_text.hpp"
+#include "engine/text/error.hpp"
+#include "engine/catalogue/fields.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 constexpr std::string_view MADE = "<!-- Made of the catalogue by 'mcrhost reference'; changes belong there. -->\n\n";
@@ -185,4 +185,4 @@ std::string reference_index(std::span<const Family> families) {
          + table.text();
 }
 
-}  // namespace host
+}  // namespace engine

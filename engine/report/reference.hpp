@@ -3,9 +3,9 @@
 #include <span>
 #include <string>
 
-#include "catalogue.hpp"
+#include "engine/catalogue/catalogue.hpp"
 
-namespace host {
+namespace engine {
 
 /// The reference of a family as a Markdown page.  The macro libraries must have been loaded.
 /// @throw InputError when the family has a macro that they lack.
@@ -14,4 +14,4 @@ namespace host {
 /// A page that leads to those of all families, which lie beside it as FAMILY.md.
 [[nodiscard]] std::string reference_index(std::span<const Family> families);
 
-}  // namespace host
+}  // namespace engine

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "decode.hpp"
-#include "explain.hpp"
-#include "report.hpp"
+#include "engine/catalogue/decode.hpp"
+#include "engine/run/explain.hpp"
+#include "engine/report/run_report.hpp"
 #include "scdb/record.hpp"
-#include "words.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -137,4 +137,4 @@ Json json_report(const RunRequest &request, const RunResult &run) {
           {"open_rings", std::move(rings)}};
 }
 
-}  // namespace host
+}  // namespace engine

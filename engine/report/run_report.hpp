@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "runner.hpp"
+#include "engine/run/runner.hpp"
 
-namespace host {
+namespace engine {
 
 /// "default (simulated)".
 [[nodiscard]] std::string label_of(const MachineInfo &machine);
@@ -24,4 +24,4 @@ namespace host {
 /// The same for programs.  Words are strings such as "0x0000002A"; words of _DATA that were not written are null.
 [[nodiscard]] nlohmann::ordered_json json_report(const RunRequest &request, const RunResult &run);
 
-}  // namespace host
+}  // namespace engine

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-#include "decode.hpp"
-#include "explain.hpp"
-#include "report.hpp"
+#include "engine/catalogue/decode.hpp"
+#include "engine/run/explain.hpp"
+#include "engine/report/run_report.hpp"
 #include "scdb/record.hpp"
-#include "words.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// Of an array that is bad altogether, the first ones say enough.
@@ -199,4 +199,4 @@ std::string text_report(const RunRequest &request, const RunResult &run, bool wo
          + record_of(request, run) + open_rings_of(run);
 }
 
-}  // namespace host
+}  // namespace engine

@@ -5,7 +5,7 @@
 
 #include "scdb/observer.hpp"
 
-namespace host {
+namespace engine {
 
 /// The primitive call at which a run stands: the one being made, or the one made last.
 struct CallPosition {
@@ -42,4 +42,4 @@ class CallLog : public scdb::Observer {
   std::array<unsigned, DEPTHS> numbers_{};  ///< the number of the call under way at each depth
 };
 
-}  // namespace host
+}  // namespace engine

@@ -1,16 +1,16 @@
-#include "dry_run.hpp"
+#include "engine/run/dry_run.hpp"
 
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 #include "scdb/record.hpp"
-#include "selection.hpp"
-#include "words.hpp"
+#include "engine/unit/selection.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 using scdb::Chip;
@@ -172,4 +172,4 @@ nlohmann::ordered_json json_of(const std::vector<PlannedWrite> &writes) {
   return list;
 }
 
-}  // namespace host
+}  // namespace engine

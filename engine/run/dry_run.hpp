@@ -8,7 +8,7 @@
 
 #include "scdb/session.hpp"
 
-namespace host {
+namespace engine {
 
 /// A write that would have reached the hardware.
 struct PlannedWrite {
@@ -56,4 +56,4 @@ class DryRun {
 [[nodiscard]] std::string text_of(const std::vector<PlannedWrite> &writes);
 [[nodiscard]] nlohmann::ordered_json json_of(const std::vector<PlannedWrite> &writes);
 
-}  // namespace host
+}  // namespace engine

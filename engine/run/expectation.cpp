@@ -1,15 +1,15 @@
-#include "expectation.hpp"
+#include "engine/run/expectation.hpp"
 
 #include <fmt/format.h>
 
 #include <cctype>
 #include <nlohmann/json.hpp>
 
-#include "error.hpp"
-#include "word_file.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/word_file.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 constexpr std::string_view EXPECT = "--expect";
@@ -96,4 +96,4 @@ nlohmann::ordered_json json_of(const Comparison &comparison) {
   return json;
 }
 
-}  // namespace host
+}  // namespace engine

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "runner.hpp"
+#include "engine/run/runner.hpp"
 
-namespace host {
+namespace engine {
 
 /// What the first words of _DATA should be after a run.
 struct Expectation {
@@ -51,4 +51,4 @@ struct Comparison {
 [[nodiscard]] std::string text_of(const Comparison &comparison);
 [[nodiscard]] nlohmann::ordered_json json_of(const Comparison &comparison);
 
-}  // namespace host
+}  // namespace engine

@@ -1,4 +1,4 @@
-#include "explain.hpp"
+#include "engine/run/explain.hpp"
 
 #include <fmt/format.h>
 
@@ -7,9 +7,9 @@
 
 #include "macrodebug.h"
 #include "scdb/record.hpp"
-#include "words.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 struct SubCode {
@@ -167,19 +167,6 @@ std::string_view title_of_sub_code(macro_word code) {
   return row == SUB_CODES.end() ? std::string_view{} : row->title;
 }
 
-std::string describe_chips(macro_word location) {
-  std::string chips;
-  macro_word unknown = location;
-  for (const scdb::ChipKindInfo &row : scdb::CHIP_KINDS) {
-    const macro_word mask = scdb::chip_mask(row.kind);
-    if ((location & mask) != 0)
-      chips +=
-          fmt::format("{}{} {}", chips.empty() ? "" : ", ", row.name, list_of_bits((location & mask) >> row.first_bit));
-    unknown &= ~mask;
-  }
-  return unknown == 0 ? chips : std::string{};
-}
-
 std::string_view name_of(Access access) {
   switch (access) {
     case Access::read:
@@ -203,4 +190,4 @@ std::string describe(const Breach &breach) {
                      breach.size == 1 ? "word" : "words");
 }
 
-}  // namespace host
+}  // namespace engine

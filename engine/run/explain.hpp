@@ -5,10 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "catalogue.hpp"
-#include "runner.hpp"
+#include "engine/catalogue/catalogue.hpp"
+#include "engine/run/runner.hpp"
+#include "engine/unit/chips.hpp"
 
-namespace host {
+namespace engine {
 
 /// A word of an error record, and what it says.
 struct RecordWord {
@@ -29,13 +30,10 @@ struct RecordWord {
 /// What a sub-code means in all macros; empty for one that has no common meaning.
 [[nodiscard]] std::string_view title_of_sub_code(macro_word code);
 
-/// The chips that a location word selects: "cpu 0-1, sc 0"; empty when it has bits that stand for no chip.
-[[nodiscard]] std::string describe_chips(macro_word location);
-
 /// "read", "write", "unknown".
 [[nodiscard]] std::string_view name_of(Access access);
 
 /// "_DATA[48], 1 word past its end".
 [[nodiscard]] std::string describe(const Breach &breach);
 
-}  // namespace host
+}  // namespace engine

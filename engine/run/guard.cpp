@@ -1,4 +1,4 @@
-#include "guard.hpp"
+#include "engine/run/guard.hpp"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <new>
 #include <utility>
 
-namespace host {
+namespace engine {
 namespace {
 
 /// Wide enough that also long strides past an area, a whole ring or array, land in it.
@@ -67,4 +67,4 @@ std::optional<std::ptrdiff_t> GuardedArea::underrun() const {
   return std::nullopt;
 }
 
-}  // namespace host
+}  // namespace engine

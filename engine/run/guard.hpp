@@ -8,7 +8,7 @@
 
 #include "libscfjtag.h"
 
-namespace host {
+namespace engine {
 
 /// An area handed to a macro, alone between inaccessible pages.
 ///
@@ -48,4 +48,4 @@ class GuardedArea {
   bool protected_ = false;
 };
 
-}  // namespace host
+}  // namespace engine

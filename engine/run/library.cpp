@@ -1,4 +1,4 @@
-#include "library.hpp"
+#include "engine/run/library.hpp"
 
 #include <dlfcn.h>
 #include <fmt/format.h>
@@ -11,10 +11,10 @@
 #include <optional>
 #include <utility>
 
-#include "error.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 using scdb::ChipKind;
@@ -44,8 +44,8 @@ std::string library_beside_primitives() {
   Dl_info where{};
   void *const primitive = dlsym(RTLD_DEFAULT, "lmcr_jtag");
   if (primitive == nullptr || dladdr(primitive, &where) == 0)
-    return MCRHOST_MACRO_LIBRARY;
-  return std::filesystem::path(where.dli_fname).replace_filename(MCRHOST_MACRO_LIBRARY).string();
+    return MACRODEBUG_LIBRARY;
+  return std::filesystem::path(where.dli_fname).replace_filename(MACRODEBUG_LIBRARY).string();
 }
 
 /// Upper case, but for the hexadecimal prefix: test numbers and names compare alike so.
@@ -154,4 +154,4 @@ ChipKind kind_of(const Macro &macro) {
   return ChipKind::sp;
 }
 
-}  // namespace host
+}  // namespace engine

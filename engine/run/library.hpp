@@ -7,7 +7,7 @@
 #include "scdb/macros.hpp"
 #include "scdb/units.hpp"
 
-namespace host {
+namespace engine {
 
 /// The environment variable that names macro libraries, several joined by ":".
 inline constexpr const char *LIBRARY_VARIABLE = "MACRODEBUG_LIBRARY";
@@ -24,4 +24,4 @@ void load_libraries(const std::vector<std::string> &given);
 /// The kind of chip that a macro is made for, by its prefix.
 [[nodiscard]] scdb::ChipKind kind_of(const scdb::Macro &macro);
 
-}  // namespace host
+}  // namespace engine

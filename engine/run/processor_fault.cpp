@@ -1,11 +1,11 @@
-#include "fault.hpp"
+#include "engine/run/processor_fault.hpp"
 
 #include <array>
 #include <csetjmp>
 #include <csignal>
 #include <cstddef>
 
-namespace host {
+namespace engine {
 namespace {
 
 struct FaultSignal {
@@ -82,4 +82,4 @@ std::string_view title_of_signal(int signal) {
   return "unknown signal";
 }
 
-}  // namespace host
+}  // namespace engine

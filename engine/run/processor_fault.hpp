@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-namespace host {
+namespace engine {
 
 /// What the program did with memory when it faulted.
 enum class Access : std::uint8_t { unknown, read, write };
@@ -32,4 +32,4 @@ struct Fault {
 /// @param context  what a signal handler receives, a ucontext_t.
 [[nodiscard]] Access faulting_access(const void *context);
 
-}  // namespace host
+}  // namespace engine

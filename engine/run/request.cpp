@@ -1,16 +1,16 @@
-#include "request.hpp"
+#include "engine/run/request.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "error.hpp"
-#include "fields.hpp"
-#include "library.hpp"
-#include "word_file.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/catalogue/fields.hpp"
+#include "engine/run/library.hpp"
+#include "engine/text/word_file.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 std::size_t data_size(const RunText &text, std::size_t given) {
@@ -88,4 +88,4 @@ RunRequest make_request(const RunText &text, const scdb::Macro &macro, std::shar
   return request;
 }
 
-}  // namespace host
+}  // namespace engine

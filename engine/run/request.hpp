@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "runner.hpp"
+#include "engine/run/runner.hpp"
 
-namespace host {
+namespace engine {
 
 /// The largest _DATA that can be asked for, in words.
 inline constexpr macro_word DATA_WORDS_LIMIT = macro_word{1} << 24;
@@ -37,4 +37,4 @@ struct RunText {
 /// What the catalogue says of a macro; null where it says nothing.
 [[nodiscard]] std::shared_ptr<const MacroEntry> entry_of(const scdb::Macro &macro, const Catalogue &catalogue);
 
-}  // namespace host
+}  // namespace engine

@@ -1,11 +1,11 @@
-#include "runner.hpp"
+#include "engine/run/runner.hpp"
 
 #include <algorithm>
 
-#include "guard.hpp"
-#include "interruption.hpp"
+#include "engine/run/guard.hpp"
+#include "engine/run/stop.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// What a word of _DATA holds that nobody gave: different for each index, so that words copied from elsewhere in the
@@ -135,4 +135,4 @@ void restore_open_rings(RunResult &run) {
   run.restoration = Restoration{outcome, scdb::open_rings()};
 }
 
-}  // namespace host
+}  // namespace engine

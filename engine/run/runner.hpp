@@ -8,19 +8,14 @@
 #include <string_view>
 #include <vector>
 
-#include "call_log.hpp"
-#include "catalogue.hpp"
-#include "fault.hpp"
+#include "engine/run/call_log.hpp"
+#include "engine/catalogue/catalogue.hpp"
+#include "engine/run/processor_fault.hpp"
 #include "scdb/macros.hpp"
 #include "scdb/session.hpp"
-#include "selection.hpp"
+#include "engine/unit/selection.hpp"
 
-namespace host {
-
-/// What _RW holds.
-inline constexpr macro_word RW_READ = 1;
-inline constexpr macro_word RW_WRITE = 2;
-inline constexpr macro_word RW_NONE = MACRO_ALL;
+namespace engine {
 
 /// Sizes of the areas, in words, where nothing else is asked for.  _PARA is at least this large, so that words not
 /// given read as 0; _DATA holds the largest dump, the 122,880 words of a crossbar.
@@ -110,4 +105,4 @@ struct RunResult {
 /// primitive it leaves the machine alone.
 void restore_open_rings(RunResult &run);
 
-}  // namespace host
+}  // namespace engine

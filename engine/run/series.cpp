@@ -1,13 +1,13 @@
-#include "run_series.hpp"
+#include "engine/run/series.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "report.hpp"
+#include "engine/report/run_report.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 struct VerdictRow {
@@ -112,4 +112,4 @@ nlohmann::ordered_json json_of(const Tally &tally) {
   return json;
 }
 
-}  // namespace host
+}  // namespace engine

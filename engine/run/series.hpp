@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "expectation.hpp"
-#include "interruption.hpp"
-#include "runner.hpp"
+#include "engine/run/expectation.hpp"
+#include "engine/run/stop.hpp"
+#include "engine/run/runner.hpp"
 
 /// A macro run on one unit after another.
-namespace host {
+namespace engine {
 
 /// How the runs are made.
 struct SeriesRules {
@@ -63,4 +63,4 @@ class Tally {
 /// The number of units, of those that went well, and the names of the others.
 [[nodiscard]] nlohmann::ordered_json json_of(const Tally &tally);
 
-}  // namespace host
+}  // namespace engine

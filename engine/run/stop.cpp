@@ -1,4 +1,4 @@
-#include "interruption.hpp"
+#include "engine/run/stop.hpp"
 
 #include <fmt/format.h>
 
@@ -8,9 +8,9 @@
 #include <csignal>
 #include <cstddef>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 constexpr double LEAST_SECONDS = 1e-9;
@@ -129,4 +129,4 @@ std::optional<Interruption::Duration> parse_time_limit(std::string_view text, st
   return std::chrono::duration_cast<Interruption::Duration>(std::chrono::duration<double>(seconds));
 }
 
-}  // namespace host
+}  // namespace engine

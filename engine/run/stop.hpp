@@ -8,7 +8,7 @@
 
 #include "scdb/observer.hpp"
 
-namespace host {
+namespace engine {
 
 /// What makes runs end before their time.
 enum class StopCause : std::uint8_t { none, ctrl_c, terminate, time_limit };
@@ -58,4 +58,4 @@ class Interruption : public scdb::Observer {
 /// @throw InputError for what is not above 0, or more than a million.
 [[nodiscard]] std::optional<Interruption::Duration> parse_time_limit(std::string_view text, std::string_view what);
 
-}  // namespace host
+}  // namespace engine

@@ -1,4 +1,4 @@
-#include "trace.hpp"
+#include "engine/run/trace.hpp"
 
 #include <fmt/format.h>
 
@@ -9,12 +9,12 @@
 #include <span>
 #include <utility>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 #include "scdb/record.hpp"
-#include "selection.hpp"
-#include "words.hpp"
+#include "engine/unit/selection.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// A ring bit address: run length minus 1 in bits 28-31, ring code in bits 19-27, position in bits 0-18.
@@ -118,4 +118,4 @@ std::string describe_ring_address(macro_word address) {
   return run_of(address) == 1 ? bit : fmt::format("{}+{}", bit, run_of(address));
 }
 
-}  // namespace host
+}  // namespace engine

@@ -9,7 +9,7 @@
 
 #include "scdb/observer.hpp"
 
-namespace host {
+namespace engine {
 
 /// Stands for standard error where --trace names no file.
 inline constexpr std::string_view STANDARD_ERROR = "-";
@@ -55,4 +55,4 @@ class Trace : public scdb::Observer {
 /// A ring bit address as people write it: "0x3C/197" for a bit, "0x3D/2698+8" for a run of eight.
 [[nodiscard]] std::string describe_ring_address(macro_word address);
 
-}  // namespace host
+}  // namespace engine

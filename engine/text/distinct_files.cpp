@@ -1,12 +1,12 @@
-#include "distinct_files.hpp"
+#include "engine/text/distinct_files.hpp"
 
 #include <fmt/format.h>
 
 #include <filesystem>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// The name without links and dots, also of a file that does not exist yet.
@@ -32,4 +32,4 @@ void check_distinct(const std::vector<NamedFile> &files) {
                                      file->what, file->path));
 }
 
-}  // namespace host
+}  // namespace engine

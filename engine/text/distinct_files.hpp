@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace engine {
 
 /// A file that a command uses, and what names it there: "--junit".
 struct NamedFile {
@@ -15,4 +15,4 @@ struct NamedFile {
 /// @throw InputError
 void check_distinct(const std::vector<NamedFile> &files);
 
-}  // namespace host
+}  // namespace engine

@@ -3,7 +3,7 @@
 #include <span>
 #include <string_view>
 
-namespace host {
+namespace engine {
 
 /// A catalogue file that is built in: the file's name without its ending, and its text.
 struct Embedded {
@@ -14,4 +14,4 @@ struct Embedded {
 /// All of them, in no particular order.
 [[nodiscard]] std::span<const Embedded> embedded_files();
 
-}  // namespace host
+}  // namespace engine

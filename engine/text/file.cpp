@@ -1,4 +1,4 @@
-#include "file.hpp"
+#include "engine/text/file.hpp"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -13,9 +13,9 @@
 #include <filesystem>
 #include <utility>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 constexpr std::size_t CHUNK = 65536;
@@ -161,4 +161,4 @@ void write_file(const std::string &path, std::string_view bytes, std::string_vie
   sync_folder_of(target);
 }
 
-}  // namespace host
+}  // namespace engine

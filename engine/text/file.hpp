@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace engine {
 
 /// The bytes of a file.
 /// @param what  what error messages start with, for example "--data-in".
@@ -23,4 +23,4 @@ void write_file(const std::string &path, std::string_view bytes, std::string_vie
 /// @throw InputError as write_file() would.
 void check_writable(const std::string &path, std::string_view what);
 
-}  // namespace host
+}  // namespace engine

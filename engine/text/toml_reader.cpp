@@ -1,8 +1,8 @@
-#include "toml_reader.hpp"
+#include "engine/text/toml_reader.hpp"
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 
-namespace host {
+namespace engine {
 
 std::string TomlReader::where(const toml::source_position &at) const {
   return fmt::format("{}:{}:{}", origin_, at.line, at.column);
@@ -85,4 +85,4 @@ std::vector<std::string> TomlReader::texts(const toml::table &table, std::string
   return all;
 }
 
-}  // namespace host
+}  // namespace engine

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace host {
+namespace engine {
 
 /// A row of a table of names in a file.
 template <class Value>
@@ -97,4 +97,4 @@ class TomlReader {
   const std::string &origin_;
 };
 
-}  // namespace host
+}  // namespace engine

@@ -1,14 +1,14 @@
-#include "word_file.hpp"
+#include "engine/text/word_file.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "error.hpp"
-#include "file.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/file.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 constexpr std::size_t WORDS_A_LINE = 4;
@@ -72,4 +72,4 @@ void write_words(const std::string &path, std::span<const macro_word> words, std
   write_file(path, is_text_file(path) ? text_of(words) : bytes_of(words), option);
 }
 
-}  // namespace host
+}  // namespace engine

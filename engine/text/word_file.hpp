@@ -8,7 +8,7 @@
 #include "libscfjtag.h"
 
 /// Files of macro words: big-endian words on every processor, or text where the name ends with ".txt".
-namespace host {
+namespace engine {
 
 [[nodiscard]] bool is_text_file(std::string_view path);
 
@@ -34,4 +34,4 @@ namespace host {
 [[nodiscard]] std::vector<macro_word> read_words(const std::string &path, std::string_view option);
 void write_words(const std::string &path, std::span<const macro_word> words, std::string_view option);
 
-}  // namespace host
+}  // namespace engine

@@ -1,4 +1,4 @@
-#include "words.hpp"
+#include "engine/text/words.hpp"
 
 #include <fmt/format.h>
 
@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 constexpr std::uint64_t LARGEST_WORD = 0xFFFFFFFF;
@@ -86,4 +86,4 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
   return pieces;
 }
 
-}  // namespace host
+}  // namespace engine

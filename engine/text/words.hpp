@@ -6,7 +6,7 @@
 
 #include "libscfjtag.h"
 
-namespace host {
+namespace engine {
 
 inline constexpr macro_word BYTES_OF_A_WORD = 4;
 
@@ -37,4 +37,4 @@ inline constexpr std::size_t WORDS_A_ROW = 4;
 /// Takes a text apart at every `separator`; a text without one is one piece.
 [[nodiscard]] std::vector<std::string_view> split(std::string_view text, char separator);
 
-}  // namespace host
+}  // namespace engine

@@ -1,16 +1,16 @@
-#include "ring_file.hpp"
+#include "engine/unit/ring_file.hpp"
 
 #include <fmt/format.h>
 
 #include <array>
 #include <optional>
 
-#include "error.hpp"
-#include "file.hpp"
-#include "word_file.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/file.hpp"
+#include "engine/text/word_file.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 constexpr std::string_view WHAT = "ring file";
@@ -82,4 +82,4 @@ std::vector<macro_word> ring_words(std::string_view content, const std::string &
   return std::move(file.words);
 }
 
-}  // namespace host
+}  // namespace engine

@@ -8,7 +8,7 @@
 
 #include "scdb/units.hpp"
 
-namespace host {
+namespace engine {
 
 /// Which ring contents belong to.
 struct RingShape {
@@ -40,4 +40,4 @@ void write_ring_file(const std::string &path, const RingShape &shape, std::span<
 [[nodiscard]] std::vector<macro_word> ring_words(std::string_view content, const std::string &path,
                                                  const RingShape &shape);
 
-}  // namespace host
+}  // namespace engine

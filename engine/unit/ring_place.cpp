@@ -1,13 +1,13 @@
-#include "ring_place.hpp"
+#include "engine/unit/ring_place.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "error.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 constexpr macro_word LAST_POSITION = 0x7FFFF;
@@ -69,4 +69,4 @@ RingPlace parse_ring_place(std::string_view text, macro_word ring) {
   return ascending(text, ring, address & LAST_POSITION, (address >> RUN_SHIFT) + 1);
 }
 
-}  // namespace host
+}  // namespace engine

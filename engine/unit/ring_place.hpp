@@ -6,7 +6,7 @@
 
 #include "libscfjtag.h"
 
-namespace host {
+namespace engine {
 
 /// Up to 32 ring bits that together are a number.
 struct RingPlace {
@@ -27,4 +27,4 @@ struct RingPlace {
 /// @throw InputError for anything else, more than 32 bits, or an address of another ring.
 [[nodiscard]] RingPlace parse_ring_place(std::string_view text, macro_word ring);
 
-}  // namespace host
+}  // namespace engine

@@ -1,4 +1,4 @@
-#include "selection.hpp"
+#include "engine/unit/selection.hpp"
 
 #include <fmt/format.h>
 
@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "error.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/words.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 using scdb::Chip;
@@ -182,4 +182,4 @@ std::string describe(const scdb::Unit &unit) {
   return name.empty() ? fmt::format("no {}", scdb::info(*kind).name) : name;
 }
 
-}  // namespace host
+}  // namespace engine

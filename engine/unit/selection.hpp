@@ -8,7 +8,7 @@
 
 #include "scdb/units.hpp"
 
-namespace host {
+namespace engine {
 
 /// The unit words that a macro is run with.
 struct Selection {
@@ -38,4 +38,4 @@ struct Selection {
 /// The unit words in the form that parse_selection() reads, "cpu:0.1"; in words where they designate no chip.
 [[nodiscard]] std::string describe(const scdb::Unit &unit);
 
-}  // namespace host
+}  // namespace engine

@@ -1,14 +1,14 @@
-#include "command_line.hpp"
+#include "host/command/command_line.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <sstream>
 
-#include "commands.hpp"
-#include "help.hpp"
-#include "output.hpp"
-#include "session.hpp"
+#include "host/command/commands.hpp"
+#include "host/command/help.hpp"
+#include "host/command/output.hpp"
+#include "host/command/session.hpp"
 
 namespace host {
 namespace {
@@ -59,7 +59,7 @@ void ask_for_help(const CLI::App &app, std::vector<std::string> &words) {
 CommandLine::CommandLine() : app_{"Runs the hardware test and debug macros of a multi-board server.", "mcrhost"} {
   // A further word is an argument, also where it is the name of a command.
   app_.require_subcommand(0, 1);
-  app_.set_version_flag("--version", "mcrhost " MCRHOST_VERSION);
+  app_.set_version_flag("--version", "mcrhost " MACRODEBUG_VERSION);
   const auto formatter = std::make_shared<HelpFormatter>();
   formatter->column_width(24);
   app_.formatter(formatter);

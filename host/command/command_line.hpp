@@ -1,6 +1,7 @@
 #pragma once
 
-#include "options.hpp"
+#include "host/command/options.hpp"
+#include "host/names.hpp"
 
 namespace host {
 

@@ -2,7 +2,8 @@
 
 #include <string_view>
 
-#include "options.hpp"
+#include "host/command/options.hpp"
+#include "host/names.hpp"
 
 /// The commands of mcrhost.  Each function adds one to the command line; when it is the one given, it sets `action`.
 namespace host {

@@ -2,10 +2,10 @@
 
 #include <memory>
 
-#include "command_line.hpp"
-#include "commands.hpp"
-#include "completion.hpp"
-#include "output.hpp"
+#include "host/command/command_line.hpp"
+#include "host/command/commands.hpp"
+#include "host/command/completion.hpp"
+#include "host/command/output.hpp"
 
 namespace host {
 namespace {

@@ -1,15 +1,15 @@
-#include "completion.hpp"
+#include "host/command/completion.hpp"
 
 #include <algorithm>
 #include <filesystem>
 #include <utility>
 
-#include "command_line.hpp"
-#include "commands.hpp"
-#include "completion_values.hpp"
-#include "help.hpp"
-#include "line_words.hpp"
-#include "session.hpp"
+#include "host/command/command_line.hpp"
+#include "host/command/commands.hpp"
+#include "host/command/completion_values.hpp"
+#include "host/command/help.hpp"
+#include "host/shell/line_words.hpp"
+#include "host/command/session.hpp"
 
 namespace host {
 namespace {

@@ -5,7 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "options.hpp"
+#include "host/command/options.hpp"
+#include "host/names.hpp"
 
 namespace host {
 

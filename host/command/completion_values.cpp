@@ -1,4 +1,4 @@
-#include "completion_values.hpp"
+#include "host/command/completion_values.hpp"
 
 #include <fmt/format.h>
 
@@ -7,12 +7,12 @@
 #include <filesystem>
 #include <set>
 
-#include "catalogue.hpp"
-#include "fields.hpp"
-#include "library.hpp"
+#include "engine/catalogue/catalogue.hpp"
+#include "engine/catalogue/fields.hpp"
+#include "engine/run/library.hpp"
 #include "scdb/session.hpp"
-#include "selection.hpp"
-#include "words.hpp"
+#include "engine/unit/selection.hpp"
+#include "engine/text/words.hpp"
 
 namespace host {
 namespace {

@@ -2,7 +2,8 @@
 
 #include <map>
 
-#include "completion.hpp"
+#include "host/command/completion.hpp"
+#include "host/names.hpp"
 
 namespace host {
 

@@ -1,6 +1,6 @@
-#include "help.hpp"
+#include "host/command/help.hpp"
 
-#include "output.hpp"
+#include "engine/text/page.hpp"
 
 namespace host {
 

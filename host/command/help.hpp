@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "host/names.hpp"
+
 namespace host {
 
 /// How --help and the manual name options.

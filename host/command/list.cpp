@@ -6,11 +6,11 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "catalogue.hpp"
-#include "commands.hpp"
-#include "library.hpp"
-#include "output.hpp"
-#include "report.hpp"
+#include "engine/catalogue/catalogue.hpp"
+#include "host/command/commands.hpp"
+#include "engine/run/library.hpp"
+#include "host/command/output.hpp"
+#include "engine/report/run_report.hpp"
 
 namespace host {
 namespace {

@@ -1,7 +1,7 @@
 #include <exception>
 
-#include "command_line.hpp"
-#include "output.hpp"
+#include "host/command/command_line.hpp"
+#include "host/command/output.hpp"
 
 int main(int argc, char **argv) {
   try {

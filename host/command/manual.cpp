@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <memory>
 
-#include "commands.hpp"
-#include "file.hpp"
-#include "manual.hpp"
-#include "output.hpp"
+#include "host/command/commands.hpp"
+#include "engine/text/file.hpp"
+#include "host/command/manual_pages.hpp"
+#include "host/command/output.hpp"
 
 namespace host {
 namespace {

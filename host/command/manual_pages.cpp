@@ -1,4 +1,4 @@
-#include "manual.hpp"
+#include "host/command/manual_pages.hpp"
 
 #include <fmt/format.h>
 
@@ -6,9 +6,9 @@
 #include <array>
 #include <string_view>
 
-#include "help.hpp"
-#include "library.hpp"
-#include "words.hpp"
+#include "host/command/help.hpp"
+#include "engine/run/library.hpp"
+#include "engine/text/words.hpp"
 
 namespace host {
 namespace {
@@ -132,7 +132,7 @@ std::string summary_of(const CLI::App &command) {
 }
 
 std::string head_of(const std::string &name, const CLI::App &command) {
-  return fmt::format(".TH \"{}\" 1 \"\" \"macrodebug {}\" \"User Commands\"\n", escaped(name), MCRHOST_VERSION)
+  return fmt::format(".TH \"{}\" 1 \"\" \"macrodebug {}\" \"User Commands\"\n", escaped(name), MACRODEBUG_VERSION)
          + section("NAME", fmt::format("{} \\- {}", escaped(name), text_line(summary_of(command))));
 }
 

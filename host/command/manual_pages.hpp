@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "host/names.hpp"
+
 namespace host {
 
 /// A page of section 1 of the manual.

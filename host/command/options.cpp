@@ -1,12 +1,12 @@
-#include "options.hpp"
+#include "host/command/options.hpp"
 
 #include <fmt/format.h>
 
-#include "library.hpp"
-#include "line_words.hpp"
+#include "engine/run/library.hpp"
+#include "host/shell/line_words.hpp"
 #include "scdb/session.hpp"
-#include "session.hpp"
-#include "state.hpp"
+#include "host/command/session.hpp"
+#include "host/command/state.hpp"
 
 namespace host {
 namespace {

@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
+#include "host/command/exit_status.hpp"
+#include "host/names.hpp"
 
 namespace host {
 

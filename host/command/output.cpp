@@ -1,4 +1,4 @@
-#include "output.hpp"
+#include "host/command/output.hpp"
 
 #include <fmt/format.h>
 
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 
 namespace host {
 

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <cstddef>
 #include <string_view>
 
-namespace host {
+#include "host/names.hpp"
 
-/// What people read is kept within this many columns.
-inline constexpr std::size_t PAGE_WIDTH = 100;
+namespace host {
 
 /// Writes to standard output, at once.
 /// @throw InputError when it cannot be written (full disk, closed reader).

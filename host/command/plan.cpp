@@ -6,18 +6,18 @@
 #include <optional>
 #include <vector>
 
-#include "commands.hpp"
-#include "distinct_files.hpp"
-#include "file.hpp"
-#include "library.hpp"
-#include "output.hpp"
-#include "plan_engine.hpp"
-#include "plan_reporters.hpp"
-#include "progress.hpp"
-#include "report.hpp"
+#include "host/command/commands.hpp"
+#include "engine/text/distinct_files.hpp"
+#include "engine/text/file.hpp"
+#include "engine/run/library.hpp"
+#include "host/command/output.hpp"
+#include "engine/plan/engine.hpp"
+#include "engine/report/plan_reporters.hpp"
+#include "host/command/progress.hpp"
+#include "engine/report/run_report.hpp"
 #include "scdb/session.hpp"
-#include "session.hpp"
-#include "state.hpp"
+#include "host/command/session.hpp"
+#include "host/command/state.hpp"
 
 namespace host {
 namespace {
@@ -44,7 +44,8 @@ Plan open_plan(const PlanOptions &options) {
 
 std::vector<std::unique_ptr<PlanReporter>> make_reporters(const PlanOptions &options) {
   std::vector<std::unique_ptr<PlanReporter>> reporters;
-  reporters.push_back(options.common.json ? make_json_reporter() : make_text_reporter(options.every_run));
+  reporters.push_back(options.common.json ? make_json_reporter(write_output)
+                                           : make_text_reporter(write_output, options.every_run));
   if (!options.junit.empty()) {
     check_writable(options.junit, "--junit");
     reporters.push_back(make_junit_reporter(options.junit));

@@ -1,4 +1,4 @@
-#include "progress.hpp"
+#include "host/command/progress.hpp"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -10,8 +10,8 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "error.hpp"
-#include "output.hpp"
+#include "engine/text/error.hpp"
+#include "host/command/output.hpp"
 
 namespace host {
 namespace {

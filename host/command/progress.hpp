@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "scdb/observer.hpp"
+#include "host/names.hpp"
 
 namespace host {
 

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <memory>
 
-#include "commands.hpp"
-#include "file.hpp"
-#include "library.hpp"
-#include "output.hpp"
-#include "reference.hpp"
+#include "host/command/commands.hpp"
+#include "engine/text/file.hpp"
+#include "engine/run/library.hpp"
+#include "host/command/output.hpp"
+#include "engine/report/reference.hpp"
 
 namespace host {
 namespace {

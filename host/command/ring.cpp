@@ -4,17 +4,17 @@
 #include <memory>
 #include <utility>
 
-#include "commands.hpp"
-#include "direct.hpp"
-#include "output.hpp"
-#include "report.hpp"
-#include "ring_file.hpp"
-#include "ring_place.hpp"
+#include "host/command/commands.hpp"
+#include "host/command/direct.hpp"
+#include "host/command/output.hpp"
+#include "engine/report/run_report.hpp"
+#include "engine/unit/ring_file.hpp"
+#include "engine/unit/ring_place.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
-#include "session.hpp"
-#include "state.hpp"
-#include "words.hpp"
+#include "host/command/session.hpp"
+#include "host/command/state.hpp"
+#include "engine/text/words.hpp"
 
 namespace host {
 namespace {

@@ -6,20 +6,20 @@
 #include <optional>
 #include <utility>
 
-#include "commands.hpp"
-#include "distinct_files.hpp"
-#include "dry_run.hpp"
-#include "expectation.hpp"
-#include "fields.hpp"
-#include "output.hpp"
-#include "progress.hpp"
-#include "report.hpp"
-#include "run_options.hpp"
-#include "run_series.hpp"
-#include "session.hpp"
-#include "state.hpp"
-#include "trace.hpp"
-#include "word_file.hpp"
+#include "host/command/commands.hpp"
+#include "engine/text/distinct_files.hpp"
+#include "engine/run/dry_run.hpp"
+#include "engine/run/expectation.hpp"
+#include "engine/catalogue/fields.hpp"
+#include "host/command/output.hpp"
+#include "host/command/progress.hpp"
+#include "engine/report/run_report.hpp"
+#include "host/command/run_options.hpp"
+#include "engine/run/series.hpp"
+#include "host/command/session.hpp"
+#include "host/command/state.hpp"
+#include "engine/run/trace.hpp"
+#include "engine/text/word_file.hpp"
 
 namespace host {
 namespace {

@@ -1,13 +1,13 @@
-#include "run_options.hpp"
+#include "host/command/run_options.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "error.hpp"
-#include "library.hpp"
-#include "trace.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/run/library.hpp"
+#include "engine/run/trace.hpp"
+#include "engine/text/words.hpp"
 
 namespace host {
 namespace {

@@ -3,10 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "interruption.hpp"
-#include "options.hpp"
-#include "request.hpp"
-#include "run_series.hpp"
+#include "engine/run/stop.hpp"
+#include "host/command/options.hpp"
+#include "engine/run/request.hpp"
+#include "engine/run/series.hpp"
+#include "host/names.hpp"
 
 namespace host {
 

@@ -1,9 +1,9 @@
-#include "session.hpp"
+#include "host/command/session.hpp"
 
 #include <utility>
 
-#include "catalogue.hpp"
-#include "output.hpp"
+#include "engine/catalogue/catalogue.hpp"
+#include "host/command/output.hpp"
 
 namespace host {
 namespace {

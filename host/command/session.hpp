@@ -3,8 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "options.hpp"
+#include "host/command/options.hpp"
 #include "scdb/session.hpp"
+#include "host/names.hpp"
 
 namespace host {
 

@@ -5,15 +5,15 @@
 #include <iostream>
 #include <memory>
 
-#include "command_line.hpp"
-#include "commands.hpp"
-#include "history.hpp"
-#include "interruption.hpp"
-#include "line_editor.hpp"
-#include "line_words.hpp"
-#include "output.hpp"
-#include "report.hpp"
-#include "session.hpp"
+#include "host/command/command_line.hpp"
+#include "host/command/commands.hpp"
+#include "host/shell/history.hpp"
+#include "engine/run/stop.hpp"
+#include "host/shell/line_editor.hpp"
+#include "host/shell/line_words.hpp"
+#include "host/command/output.hpp"
+#include "engine/report/run_report.hpp"
+#include "host/command/session.hpp"
 
 namespace host {
 namespace {

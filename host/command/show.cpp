@@ -4,10 +4,10 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "commands.hpp"
-#include "entry_page.hpp"
-#include "library.hpp"
-#include "output.hpp"
+#include "host/command/commands.hpp"
+#include "engine/report/entry_page.hpp"
+#include "engine/run/library.hpp"
+#include "host/command/output.hpp"
 #include "scdb/session.hpp"
 
 namespace host {

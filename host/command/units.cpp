@@ -7,13 +7,13 @@
 #include <tuple>
 #include <utility>
 
-#include "commands.hpp"
-#include "output.hpp"
-#include "report.hpp"
+#include "host/command/commands.hpp"
+#include "host/command/output.hpp"
+#include "engine/report/run_report.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
-#include "selection.hpp"
-#include "words.hpp"
+#include "engine/unit/selection.hpp"
+#include "engine/text/words.hpp"
 
 namespace host {
 namespace {

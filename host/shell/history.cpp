@@ -1,4 +1,4 @@
-#include "history.hpp"
+#include "host/shell/history.hpp"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -9,10 +9,10 @@
 #include <cstring>
 #include <filesystem>
 
-#include "error.hpp"
-#include "file.hpp"
-#include "output.hpp"
-#include "words.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/file.hpp"
+#include "host/command/output.hpp"
+#include "engine/text/words.hpp"
 
 namespace host {
 namespace {

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "host/names.hpp"
+
 namespace host {
 
 /// Lines typed in shells, kept from one to the next in a file: mcrhost/history in $XDG_STATE_HOME, or in

@@ -5,7 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "completion.hpp"
+#include "host/command/completion.hpp"
+#include "host/names.hpp"
 
 namespace host {
 

@@ -1,8 +1,8 @@
-#include "line_words.hpp"
+#include "host/shell/line_words.hpp"
 
 #include <fmt/format.h>
 
-#include "error.hpp"
+#include "engine/text/error.hpp"
 
 namespace host {
 namespace {

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/names.hpp"
+
 namespace host {
 
 /// A line taken apart as shells do: blanks separate words; '...' keeps everything, "..." and \ keep what shells keep

@@ -1,8 +1,8 @@
-#include "server/chip.hpp"
+#include "machines/simulated/chip.hpp"
 
 #include <fmt/format.h>
 
-namespace server {
+namespace simulated {
 
 using scdb::Direction;
 using scdb::JtagAccess;
@@ -265,4 +265,4 @@ Outcome ChipModel::nested(const scdb::NestedCall &call) {
   return outcome(refusal != Reason::none ? refusal : run_nested(call));
 }
 
-}  // namespace server
+}  // namespace simulated

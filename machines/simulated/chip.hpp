@@ -8,12 +8,12 @@
 #include <string>
 #include <string_view>
 
-#include "server/state.hpp"
+#include "machines/simulated/state.hpp"
 
 /// The frame of the simulated chips.  A kind of chip is one source file: a class derived from ChipModel that declares
 /// its registers, rings and memories in its constructor and overrides the hooks behind which its logic stands, and a
 /// Blueprint that the server builds it from.
-namespace server {
+namespace simulated {
 
 /// Codes of JTAG instructions are 0 to 0xFF; this stands for none.
 inline constexpr unsigned NO_CODE = 0x100;
@@ -179,4 +179,4 @@ extern const Blueprint SERVICE_PROCESSOR;
 /// "cpu:0.1"
 [[nodiscard]] std::string name_of(scdb::Chip chip);
 
-}  // namespace server
+}  // namespace simulated

@@ -1,9 +1,9 @@
-#include "server/cpu_arrays.hpp"
-#include "server/cpu_clock.hpp"
-#include "server/cpu_firmware.hpp"
-#include "server/cpu_ports.hpp"
+#include "machines/simulated/cpu_arrays.hpp"
+#include "machines/simulated/cpu_clock.hpp"
+#include "machines/simulated/cpu_firmware.hpp"
+#include "machines/simulated/cpu_ports.hpp"
 
-namespace server {
+namespace simulated {
 namespace {
 
 using scdb::Reason;
@@ -248,4 +248,4 @@ constinit const Blueprint CPU_CHIP{
     .rings = RINGS,
     .nested = FIRMWARE_MACROS};
 
-}  // namespace server
+}  // namespace simulated

@@ -7,7 +7,7 @@
 #include <string_view>
 
 /// Where the latches of the CPU chip's memory arrays lie in its scan rings.
-namespace server::arrays {
+namespace simulated::arrays {
 
 /// How an entry's check bits are made.
 enum class Code : std::uint8_t {
@@ -363,4 +363,4 @@ inline constexpr Row CORE_SET[] = {
      .out = wide(7600)},
 };
 
-}  // namespace server::arrays
+}  // namespace simulated::arrays

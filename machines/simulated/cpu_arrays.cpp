@@ -1,4 +1,4 @@
-#include "server/cpu_arrays.hpp"
+#include "machines/simulated/cpu_arrays.hpp"
 
 #include <algorithm>
 #include <array>
@@ -6,9 +6,9 @@
 
 #include <fmt/format.h>
 
-#include "server/cpu_array_rows.hpp"
+#include "machines/simulated/cpu_array_rows.hpp"
 
-namespace server::arrays {
+namespace simulated::arrays {
 namespace {
 
 // A command word for the arrays: bit 28 to read, an array unit in bits 12-16, and in the lowest bits either phase, bit
@@ -276,4 +276,4 @@ void MemoryArrays::access(State &state, const Array &array, bool reads) {
   RingLatches{state, array.out}.show(row.out, entry, inverted);
 }
 
-}  // namespace server::arrays
+}  // namespace simulated::arrays

@@ -2,11 +2,11 @@
 
 #include <vector>
 
-#include "server/state.hpp"
+#include "machines/simulated/state.hpp"
 
 /// The CPU chip's memory arrays behind the scan rings: caches, line RAMs and the translation RAM.
 /// docs/cpu-arrays.md describes them.
-namespace server::arrays {
+namespace simulated::arrays {
 
 struct Row;
 
@@ -40,4 +40,4 @@ class MemoryArrays {
   std::vector<Array> arrays_;
 };
 
-}  // namespace server::arrays
+}  // namespace simulated::arrays

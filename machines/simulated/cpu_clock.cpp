@@ -1,8 +1,8 @@
-#include "server/cpu_clock.hpp"
+#include "machines/simulated/cpu_clock.hpp"
 
 #include <array>
 
-namespace server::clock {
+namespace simulated::clock {
 namespace {
 
 constexpr JtagRegister REGISTERS[] = {
@@ -155,4 +155,4 @@ bool Generator::distribution_clear(State &state) const {
   return true;
 }
 
-}  // namespace server::clock
+}  // namespace simulated::clock

@@ -2,10 +2,10 @@
 
 #include <span>
 
-#include "server/chip.hpp"
+#include "machines/simulated/chip.hpp"
 
 /// The CPU chip's clock generator: registers, PLL and two clock domains.  docs/clock.md describes it.
-namespace server::clock {
+namespace simulated::clock {
 
 inline constexpr std::string_view ANY_WORD = "acts when written, whatever the word";
 
@@ -94,4 +94,4 @@ class Generator {
   std::optional<State::Id> distribution_ring_;
 };
 
-}  // namespace server::clock
+}  // namespace simulated::clock

@@ -1,11 +1,11 @@
-#include "server/cpu_firmware.hpp"
+#include "machines/simulated/cpu_firmware.hpp"
 
 #include <algorithm>
 #include <vector>
 
-#include "server/cpu_clock.hpp"
+#include "machines/simulated/cpu_clock.hpp"
 
-namespace server {
+namespace simulated {
 namespace {
 
 using namespace clock;
@@ -220,4 +220,4 @@ Reason run_firmware_macro(ChipModel &chip, const scdb::NestedCall &call) {
   return firmware.run();
 }
 
-}  // namespace server
+}  // namespace simulated

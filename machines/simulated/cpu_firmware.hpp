@@ -2,9 +2,9 @@
 
 #include <array>
 
-#include "server/chip.hpp"
+#include "machines/simulated/chip.hpp"
 
-namespace server {
+namespace simulated {
 
 inline constexpr std::size_t FIRMWARE_MACRO_COUNT = 24;
 
@@ -14,4 +14,4 @@ extern const std::array<macro_word, FIRMWARE_MACRO_COUNT> FIRMWARE_MACROS;
 /// Runs one of them.  It reaches the chip through the same instructions and rings as anybody else.
 [[nodiscard]] scdb::Reason run_firmware_macro(ChipModel &chip, const scdb::NestedCall &call);
 
-}  // namespace server
+}  // namespace simulated

@@ -1,13 +1,13 @@
-#include "server/cpu_ports.hpp"
+#include "machines/simulated/cpu_ports.hpp"
 
 #include <fmt/format.h>
 
 #include <array>
 #include <bit>
 
-#include "server/cpu_clock.hpp"
+#include "machines/simulated/cpu_clock.hpp"
 
-namespace server::ports {
+namespace simulated::ports {
 namespace {
 
 // A command word for a port: bit 31 with a pattern for the port's logic, bit 28 to read the RAM, the port in bits
@@ -284,4 +284,4 @@ void MemoryPorts::sample(State &state, const LinkRow &link, bool locked) const {
   set_bit(state, training_ring_, link.section + LOCKED, locked);
 }
 
-}  // namespace server::ports
+}  // namespace simulated::ports

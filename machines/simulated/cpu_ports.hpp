@@ -3,10 +3,10 @@
 #include <array>
 #include <cstdint>
 
-#include "server/chip.hpp"
+#include "machines/simulated/chip.hpp"
 
 /// The CPU chip's way to its memory: four ports and two links.  docs/memory-ports.md describes them.
-namespace server::ports {
+namespace simulated::ports {
 
 inline constexpr unsigned PORTS = 4;
 
@@ -68,4 +68,4 @@ class MemoryPorts {
   State::Id link_time_ = 0;
 };
 
-}  // namespace server::ports
+}  // namespace simulated::ports

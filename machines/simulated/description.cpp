@@ -1,4 +1,4 @@
-#include "server/description.hpp"
+#include "machines/simulated/description.hpp"
 
 #include <array>
 #include <cerrno>
@@ -6,10 +6,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "server/description_reader.hpp"
-#include "server/embedded.hpp"
+#include "machines/simulated/description_reader.hpp"
+#include "machines/simulated/embedded.hpp"
 
-namespace server {
+namespace simulated {
 namespace {
 
 using scdb::CHIP_KINDS;
@@ -240,4 +240,4 @@ Description find_description(const std::string &name) {
   return read_description(source.text, source.origin);
 }
 
-}  // namespace server
+}  // namespace simulated

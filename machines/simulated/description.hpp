@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "server/fault.hpp"
+#include "machines/simulated/fault.hpp"
 
 /// What a machine is made of, as the text of a description says it (docs/machine.md).
-namespace server {
+namespace simulated {
 
 /// Chips of one kind: nothing in place of a number stands for all.
 struct Selector {
@@ -78,4 +78,4 @@ struct Description {
 /// @throw scdb::MachineError
 [[nodiscard]] Description find_description(const std::string &name);
 
-}  // namespace server
+}  // namespace simulated

@@ -2,10 +2,10 @@
 #include <cmath>
 #include <limits>
 
-#include "server/description_reader.hpp"
+#include "machines/simulated/description_reader.hpp"
 
 /// The part of a description that says what is broken.
-namespace server {
+namespace simulated {
 namespace {
 
 struct FaultKindRow {
@@ -208,4 +208,4 @@ void Reader::read_mask(const toml::node &node, FaultLine &line) const {
       line.positions.push_back(bit);
 }
 
-}  // namespace server
+}  // namespace simulated

@@ -8,10 +8,10 @@
 #include <fmt/format.h>
 #include <toml.hpp>
 
-#include "server/chip.hpp"
-#include "server/description.hpp"
+#include "machines/simulated/chip.hpp"
+#include "machines/simulated/description.hpp"
 
-namespace server {
+namespace simulated {
 
 /// A whole decimal or, after 0x, hexadecimal number.
 [[nodiscard]] std::optional<macro_word> number_in(std::string_view text);
@@ -93,4 +93,4 @@ class Reader {
   unsigned depth_;
 };
 
-}  // namespace server
+}  // namespace simulated

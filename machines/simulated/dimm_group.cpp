@@ -1,8 +1,8 @@
-#include "server/dimm_group.hpp"
+#include "machines/simulated/dimm_group.hpp"
 
 #include <fmt/format.h>
 
-namespace server {
+namespace simulated {
 namespace {
 
 // Mode register: the levels of the two strobe lines of the rank that drives them.
@@ -196,4 +196,4 @@ void DimmGroup::before_completion_read(State &state, std::uint64_t now) const {
   state.write(registers_.completion, 0, (state.read(registers_.completion, 0) & ~FLAGS) | state.read(flags_, 0));
 }
 
-}  // namespace server
+}  // namespace simulated

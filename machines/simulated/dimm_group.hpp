@@ -2,11 +2,11 @@
 
 #include <cstdint>
 
-#include "server/chip.hpp"
+#include "machines/simulated/chip.hpp"
 
 /// One DIMM group behind a memory access controller: the controller's registers for it, and how its lines and drivers
 /// answer (docs/machine-mac.md).
-namespace server {
+namespace simulated {
 
 /// The electrical side of a group, as the machine's description has it.
 struct DimmElectrics {
@@ -71,4 +71,4 @@ class DimmGroup {
   State::Id run_start_ = 0;
 };
 
-}  // namespace server
+}  // namespace simulated

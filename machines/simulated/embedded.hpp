@@ -3,7 +3,7 @@
 #include <span>
 #include <string_view>
 
-namespace server {
+namespace simulated {
 
 /// A machine description that is built into the library: the file's name without its ending, and its text.
 struct Embedded {
@@ -14,4 +14,4 @@ struct Embedded {
 /// All of them, in no particular order.  "default" is among them.
 [[nodiscard]] std::span<const Embedded> embedded_files();
 
-}  // namespace server
+}  // namespace simulated

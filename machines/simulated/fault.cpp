@@ -1,8 +1,8 @@
-#include "server/fault.hpp"
+#include "machines/simulated/fault.hpp"
 
-#include "server/state.hpp"
+#include "machines/simulated/state.hpp"
 
-namespace server {
+namespace simulated {
 
 macro_word Fault::distorted(std::size_t word, macro_word value) const {
   for (const WordBits &row : bits) {
@@ -32,4 +32,4 @@ bool Fault::hits(std::uint64_t access) const {
   return draw < chances;
 }
 
-}  // namespace server
+}  // namespace simulated

@@ -10,7 +10,7 @@
 
 #include "scdb/failure.hpp"
 
-namespace server {
+namespace simulated {
 
 /// What a fault does.
 enum class FaultKind : std::uint8_t {
@@ -96,4 +96,4 @@ class Fault {
   [[nodiscard]] bool hits(std::uint64_t access) const;
 };
 
-}  // namespace server
+}  // namespace simulated

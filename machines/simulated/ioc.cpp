@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
-#include "server/chip.hpp"
+#include "machines/simulated/chip.hpp"
 
-namespace server {
+namespace simulated {
 namespace {
 
 using scdb::Reason;
@@ -190,4 +190,4 @@ constinit const Blueprint IO_CONTROLLER{.build = [](const ChipSetup &setup) -> s
   return std::make_unique<IoController>(setup);
 }};
 
-}  // namespace server
+}  // namespace simulated

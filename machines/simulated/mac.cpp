@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
-#include "server/dimm_group.hpp"
+#include "machines/simulated/dimm_group.hpp"
 
-namespace server {
+namespace simulated {
 namespace {
 
 using scdb::Reason;
@@ -167,4 +167,4 @@ constinit const Blueprint MEMORY_CONTROLLER{.build = [](const ChipSetup &setup) 
                                             },
                                             .parameters = PARAMETERS};
 
-}  // namespace server
+}  // namespace simulated

@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
-#include "server/chip.hpp"
+#include "machines/simulated/chip.hpp"
 
-namespace server {
+namespace simulated {
 namespace {
 
 using scdb::Reason;
@@ -207,4 +207,4 @@ constinit const Blueprint SYSTEM_CONTROLLER{.build = [](const ChipSetup &setup) 
                                             },
                                             .rings = RINGS};
 
-}  // namespace server
+}  // namespace simulated

@@ -1,13 +1,13 @@
-#include "server/server.hpp"
+#include "machines/simulated/server.hpp"
 
 #include <algorithm>
 #include <functional>
 
 #include <fmt/format.h>
 
-#include "server/embedded.hpp"
+#include "machines/simulated/embedded.hpp"
 
-namespace server {
+namespace simulated {
 
 using scdb::Chip;
 using scdb::MachineError;
@@ -235,24 +235,24 @@ Server::Slots Server::copy_slots() const {
   return result;
 }
 
-}  // namespace server
+}  // namespace simulated
 
 namespace scdb {
 
 std::unique_ptr<Machine> open_machine(const std::string &description) {
-  return std::make_unique<server::Server>(server::find_description(description));
+  return std::make_unique<simulated::Server>(simulated::find_description(description));
 }
 
 std::vector<std::string> built_in_machines() {
   std::vector<std::string> names;
-  for (const server::Embedded &file : server::embedded_files())
+  for (const simulated::Embedded &file : simulated::embedded_files())
     names.emplace_back(file.name);
   std::ranges::sort(names);
   return names;
 }
 
 std::unique_ptr<Machine> open_machine_text(std::string_view text, const std::string &origin) {
-  return std::make_unique<server::Server>(server::read_description(text, origin));
+  return std::make_unique<simulated::Server>(simulated::read_description(text, origin));
 }
 
 }  // namespace scdb

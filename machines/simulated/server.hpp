@@ -3,10 +3,10 @@
 #include <array>
 #include <memory>
 
-#include "server/chip.hpp"
-#include "server/description.hpp"
+#include "machines/simulated/chip.hpp"
+#include "machines/simulated/description.hpp"
 
-namespace server {
+namespace simulated {
 
 /// The simulated server.
 class Server final : public scdb::Machine {
@@ -81,4 +81,4 @@ class Server final : public scdb::Machine {
   Slots slots_;
 };
 
-}  // namespace server
+}  // namespace simulated

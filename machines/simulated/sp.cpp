@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
-#include "server/chip.hpp"
+#include "machines/simulated/chip.hpp"
 
-namespace server {
+namespace simulated {
 namespace {
 
 using scdb::Direction;
@@ -89,4 +89,4 @@ constinit const Blueprint SERVICE_PROCESSOR{.build = [](const ChipSetup &setup) 
                                             },
                                             .parameters = PARAMETERS};
 
-}  // namespace server
+}  // namespace simulated

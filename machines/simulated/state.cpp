@@ -1,11 +1,11 @@
-#include "server/state.hpp"
+#include "machines/simulated/state.hpp"
 
 #include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
 
-namespace server {
+namespace simulated {
 
 using scdb::Part;
 using scdb::Reason;
@@ -169,4 +169,4 @@ void State::distort(PlaceKind place, macro_word code, std::span<macro_word> word
         words[index] = fault.distorted(index, words[index]);
 }
 
-}  // namespace server
+}  // namespace simulated

@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "scdb/machine.hpp"
-#include "server/fault.hpp"
+#include "machines/simulated/fault.hpp"
 
 /// The simulated server's whole memory.  Everything that a chip remembers lies in named cells, so that copies, saved
 /// states and faults are the same for registers, rings and memories of every kind of chip.
-namespace server {
+namespace simulated {
 
 /// A well-mixed word from any word; equal words give equal results on every host.
 [[nodiscard]] constexpr macro_word scramble(macro_word word) {
@@ -119,4 +119,4 @@ class State {
   std::vector<Fault> faults_;
 };
 
-}  // namespace server
+}  // namespace simulated

@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include "server/server.hpp"
+#include "machines/simulated/server.hpp"
 
 /// A machine's state as text: what differs from power-on, a line for each stretch of changed words.
 ///
@@ -15,7 +15,7 @@
 ///     cells ring 60
 ///     12 DEADBEEF 00000001                words from number 12 on
 ///     end
-namespace server {
+namespace simulated {
 
 using scdb::MachineError;
 
@@ -214,4 +214,4 @@ std::unique_ptr<scdb::Machine> Server::copy() const {
   return std::unique_ptr<Server>{new Server{*this}};
 }
 
-}  // namespace server
+}  // namespace simulated

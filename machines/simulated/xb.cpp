@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
-#include "server/chip.hpp"
+#include "machines/simulated/chip.hpp"
 
-namespace server {
+namespace simulated {
 namespace {
 
 using scdb::Reason;
@@ -195,4 +195,4 @@ constinit const Blueprint CROSSBAR{
     .nested = FIRMWARE_MACROS,
     .prepare_nested = prepare_firmware_macro};
 
-}  // namespace server
+}  // namespace simulated

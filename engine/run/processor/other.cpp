@@ -1,10 +1,10 @@
-#include "fault.hpp"
+#include "engine/run/processor_fault.hpp"
 
-namespace host {
+namespace engine {
 
 /// On these processors the context does not tell it everywhere alike.
 Access faulting_access(const void * /*context*/) {
   return Access::unknown;
 }
 
-}  // namespace host
+}  // namespace engine

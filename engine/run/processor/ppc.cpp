@@ -2,9 +2,9 @@
 #include <ucontext.h>
 #include <unistd.h>
 
-#include "fault.hpp"
+#include "engine/run/processor_fault.hpp"
 
-namespace host {
+namespace engine {
 namespace {
 
 /// The instruction at an address, or 0, which is none: after a jump to nowhere the processor stands where no memory is.
@@ -43,4 +43,4 @@ Access faulting_access(const void *context) {
   return (opcode & STORE) != 0 && opcode != LOAD_MULTIPLE ? Access::write : Access::read;
 }
 
-}  // namespace host
+}  // namespace engine

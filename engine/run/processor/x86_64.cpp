@@ -1,8 +1,8 @@
 #include <ucontext.h>
 
-#include "fault.hpp"
+#include "engine/run/processor_fault.hpp"
 
-namespace host {
+namespace engine {
 
 /// Bit 1 of the page-fault error code is set for a write.
 Access faulting_access(const void *context) {
@@ -10,4 +10,4 @@ Access faulting_access(const void *context) {
   return (machine->uc_mcontext.gregs[REG_ERR] & 2) != 0 ? Access::write : Access::read;
 }
 
-}  // namespace host
+}  // namespace engine

@@ -12,8 +12,8 @@
 #include <string_view>
 #include <utility>
 
-#include "line_editor.hpp"
-#include "terminal/interruptible.hpp"
+#include "host/shell/line_editor.hpp"
+#include "host/shell/terminal/interruptible.hpp"
 
 namespace host {
 namespace {

@@ -5,6 +5,8 @@
 
 #include <csignal>
 
+#include "host/names.hpp"
+
 namespace host {
 
 /// While it lives Ctrl-C ends the reading of a line, and not the program.  The signal comes only while somebody waits

@@ -4,8 +4,8 @@
 #include <iostream>
 #include <utility>
 
-#include "line_editor.hpp"
-#include "terminal/interruptible.hpp"
+#include "host/shell/line_editor.hpp"
+#include "host/shell/terminal/interruptible.hpp"
 
 namespace host {
 

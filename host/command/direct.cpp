@@ -1,4 +1,4 @@
-#include "direct.hpp"
+#include "host/command/direct.hpp"
 
 #include <fmt/format.h>
 
@@ -6,15 +6,15 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "interruption.hpp"
-#include "output.hpp"
-#include "progress.hpp"
-#include "report.hpp"
+#include "engine/run/stop.hpp"
+#include "host/command/output.hpp"
+#include "host/command/progress.hpp"
+#include "engine/report/run_report.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
-#include "state.hpp"
-#include "trace.hpp"
-#include "words.hpp"
+#include "host/command/state.hpp"
+#include "engine/run/trace.hpp"
+#include "engine/text/words.hpp"
 
 namespace host {
 namespace {

@@ -1,11 +1,11 @@
-#include "state.hpp"
+#include "host/command/state.hpp"
 
 #include <fmt/format.h>
 
 #include <optional>
 
-#include "error.hpp"
-#include "file.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/file.hpp"
 #include "scdb/session.hpp"
 
 namespace host {

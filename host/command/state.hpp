@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "host/names.hpp"
+
 namespace host {
 
 /// Puts the machine behind the primitives into the state that a file keeps; where there is no such file the machine

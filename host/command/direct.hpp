@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "options.hpp"
-#include "selection.hpp"
+#include "host/command/options.hpp"
+#include "engine/unit/selection.hpp"
+
+#include "host/names.hpp"
 
 /// Direct access to the hardware: the primitives called on one chip of a unit after another.
 namespace host {

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "scdb/units.hpp"
+
+namespace engine {
+
+/// The chips that a location word selects: "cpu 0-1, sc 0"; empty when it has bits that stand for no chip.
+[[nodiscard]] std::string describe_chips(macro_word location);
+
+}  // namespace engine
