@@ -1,5 +1,3 @@
-#include <fmt/format.h>
-
 #include <memory>
 
 #include "host/command/command_line.hpp"
@@ -15,17 +13,8 @@ struct CompleteOptions {
   std::string breaks;
 };
 
-/// Writes each way to go on with a line to a line of its own, with a blank at the end of a finished word.
 ExitStatus complete(const CompleteOptions &options) {
-  const LineCompletion completion = complete_line(options.line);
-  // What the other shell takes for the word may begin further on.
-  const std::string_view typed = std::string_view{options.line}.substr(completion.start);
-  const std::size_t known = typed.find_last_of(options.breaks) + 1;
-  std::string text;
-  for (const Candidate &candidate : completion.candidates)
-    if (candidate.text.starts_with(typed.substr(0, known)))
-      text += fmt::format("{}{}\n", std::string_view{candidate.text}.substr(known), candidate.finished ? " " : "");
-  write_output(text);
+  write_output(lines_for_shell(complete_line(options.line), options.line, options.breaks));
   return ExitStatus::ok;
 }
 

@@ -8,8 +8,8 @@
 #include "host/command/commands.hpp"
 #include "host/command/completion_values.hpp"
 #include "host/command/help.hpp"
-#include "host/shell/line_words.hpp"
 #include "host/command/session.hpp"
+#include "host/shell/line_words.hpp"
 
 namespace host {
 namespace {
@@ -158,23 +158,8 @@ LineCompletion complete_line(std::string_view line) {
 
   const CommandLine commands;
   LineCompletion completion{taken.last, complete(commands.app(), taken.words)};
-  for (Candidate &candidate : completion.candidates) {
-    if (taken.open == '\0' || taken.open == '\\')
-      candidate.text = quoted_word(candidate.text);
-    else
-      candidate.text = taken.open + candidate.text + (candidate.finished ? std::string{taken.open} : "");
-  }
+  quote(completion.candidates, taken.open);
   return completion;
-}
-
-std::string common_beginning(const std::vector<Candidate> &candidates) {
-  if (candidates.empty())
-    return {};
-  std::string_view common = candidates.front().text;
-  for (const Candidate &candidate : candidates)
-    common =
-        common.substr(0, static_cast<std::size_t>(std::ranges::mismatch(common, candidate.text).in1 - common.begin()));
-  return std::string{common};
 }
 
 }  // namespace host

@@ -7,6 +7,7 @@
 
 #include "host/command/command_line.hpp"
 #include "host/command/commands.hpp"
+#include "host/command/completion.hpp"
 #include "host/shell/history.hpp"
 #include "engine/run/stop.hpp"
 #include "host/shell/line_editor.hpp"
@@ -47,7 +48,7 @@ void converse(const Session &session) {
   const std::string machine = label_of(current_machine());
   write_error(fmt::format("{}: 'help' shows the commands, {}'exit' leaves\n", machine,
                           LineEditor::COMPLETES ? "Tab completes words, " : ""));
-  KeptLines kept;
+  KeptLines kept{complain};
   LineEditor editor{machine + "> ", complete_line};
   for (const std::string &line : kept.earlier())
     editor.remember(line);

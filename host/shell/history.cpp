@@ -8,10 +8,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "engine/text/error.hpp"
 #include "engine/text/file.hpp"
-#include "host/command/output.hpp"
 #include "engine/text/words.hpp"
 
 namespace host {
@@ -43,7 +43,7 @@ std::filesystem::path open_folder() {
 
 }  // namespace
 
-KeptLines::KeptLines() {
+KeptLines::KeptLines(Complaint complain) : complain_{std::move(complain)} {
   try {
     path_ = open_folder() / "history";
     const std::string text = read_file_if_any(path_, "history").value_or("");
@@ -74,7 +74,7 @@ void KeptLines::add(const std::string &line) {
 }
 
 void KeptLines::give_up(const std::string &why) {
-  complain(fmt::format("lines are not kept for the next shell: {}", why));
+  complain_(fmt::format("lines are not kept for the next shell: {}", why));
   path_.clear();
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/names.hpp"
@@ -11,8 +13,11 @@ namespace host {
 /// ~/.local/state. Shells that are open at the same time add to the same file.
 class KeptLines {
  public:
-  /// Where the file cannot be had, a line on standard error says so, and nothing is kept.
-  KeptLines();
+  /// Tells people what is wrong, in one line.
+  using Complaint = std::function<void(std::string_view message)>;
+
+  /// Where the file cannot be had, now or later, that is told, and nothing is kept.
+  explicit KeptLines(Complaint complain);
 
   /// Those of earlier shells and those added, the oldest first.
   [[nodiscard]] const std::vector<std::string> &earlier() const { return earlier_; }
@@ -23,6 +28,7 @@ class KeptLines {
  private:
   void give_up(const std::string &why);
 
+  Complaint complain_;
   std::string path_;  ///< empty when nothing is kept
   std::vector<std::string> earlier_;
 };

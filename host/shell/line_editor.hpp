@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "host/command/completion.hpp"
 #include "host/names.hpp"
+#include "host/shell/candidates.hpp"
 
 namespace host {
 
