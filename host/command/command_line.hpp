@@ -18,14 +18,11 @@ class CommandLine {
   /// @throw InputError
   [[nodiscard]] Action parse(std::vector<std::string> words);
 
-  [[nodiscard]] const CLI::App &app() const { return app_; }
+  [[nodiscard]] const Command &program() const { return program_; }
 
  private:
-  CLI::App app_;
+  Command program_;
   Action action_;
 };
-
-/// The command of this name, or null.  @param app  a command, or all of them.
-[[nodiscard]] const CLI::App *subcommand(const CLI::App &app, const std::string &name);
 
 }  // namespace host

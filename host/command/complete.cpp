@@ -20,12 +20,12 @@ ExitStatus complete(const CompleteOptions &options) {
 
 }  // namespace
 
-void add_complete(CLI::App &app, Action &action) {
-  CLI::App *const command = app.add_subcommand("complete", "Show the ways to go on with a command line");
-  command->group("");
+void add_complete(Command &program, Action &action) {
+  Command *const command = program.add_command("complete", {.summary = "Show the ways to go on with a command line"});
+  command->hide();
   const auto options = std::make_shared<CompleteOptions>();
-  command->add_option("LINE", options->line, "The line up to the cursor")->required();
-  command->add_option("--breaks", options->breaks, "Characters at which the shell begins a word anew");
+  command->add("LINE", options->line, Takes::text, "The line up to the cursor")->required();
+  command->add("--breaks", options->breaks, Takes::text, "Characters at which the shell begins a word anew");
   command->callback([options, &action] { action = [options] { return complete(*options); }; });
 }
 

@@ -7,7 +7,6 @@
 #include "host/command/command_line.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/completion_values.hpp"
-#include "host/command/help.hpp"
 #include "host/command/session.hpp"
 #include "host/shell/line_words.hpp"
 
@@ -21,16 +20,10 @@ bool is_option(std::string_view word) {
   return word.size() > 1 && word[0] == '-' && !number;
 }
 
-/// How many words an option takes at one place.
-int most_values(const CLI::Option &option) {
-  return option.get_allow_extra_args() ? option.get_items_expected_max()
-                                       : std::min(option.get_items_expected_max(), option.get_type_size_max());
-}
-
 /// Follows the words of a line as the parser would.
 class Walk {
  public:
-  explicit Walk(const CLI::App &commands) { given_.command = &commands; }
+  explicit Walk(const Command &program) { given_.program = given_.command = &program; }
 
   void pass(const std::string &word) {
     if (given_.option_possible && word == "--")
@@ -39,7 +32,7 @@ class Walk {
       pass_option(word);
     else if (open_ != nullptr)
       give(*open_, word);
-    else if (const CLI::App *const next = subcommand(*given_.command, word); next != nullptr)
+    else if (const Command *const next = given_.command->part(word); next != nullptr)
       enter(*next);
     else if (const CLI::Option *const argument = next_argument(); argument != nullptr)
       given_.values[argument].push_back(word);
@@ -63,7 +56,7 @@ class Walk {
   }
 
  private:
-  void enter(const CLI::App &command) {
+  void enter(const Command &command) {
     // What follows "help" are the commands themselves.
     if (session() == nullptr || command.get_name() != HELP_COMMAND)
       given_.command = &command;
@@ -80,14 +73,14 @@ class Walk {
     if (sign != std::string::npos) {
       values.push_back(word.substr(sign + 1));
       open_ = nullptr;
-    } else if (most_values(*open_) == 0) {
+    } else if (most_words(*open_) == 0) {
       open_ = nullptr;
     }
   }
 
   void give(const CLI::Option &option, const std::string &word) {
     given_.values[&option].push_back(word);
-    if (++taken_ >= most_values(option))
+    if (++taken_ >= most_words(option))
       open_ = nullptr;
   }
 
@@ -123,7 +116,7 @@ std::vector<Candidate> ways_on(const Given &given) {
   if (given.takes != nullptr)
     ways = values_of(*given.takes, given);
   else if (!given.word.starts_with('-'))
-    for (const CLI::App *const command : commands_shown(*given.command))
+    for (const Command *const command : given.command->parts_shown())
       ways.push_back({command->get_name()});
   // Where nothing else is known, options are.
   if (given.option_possible && (given.word.starts_with('-') ? given.takes == nullptr : ways.empty()))
@@ -134,8 +127,8 @@ std::vector<Candidate> ways_on(const Given &given) {
 
 }  // namespace
 
-std::vector<Candidate> complete(const CLI::App &commands, const std::vector<std::string> &words) {
-  Walk walk{commands};
+std::vector<Candidate> complete(const Command &program, const std::vector<std::string> &words) {
+  Walk walk{program};
   for (std::size_t i = 0; i + 1 < words.size(); ++i)
     walk.pass(words[i]);
   if (walk.lost())
@@ -157,7 +150,7 @@ LineCompletion complete_line(std::string_view line) {
   taken.words.erase(taken.words.begin(), taken.words.begin() + (named ? 1 : 0));
 
   const CommandLine commands;
-  LineCompletion completion{taken.last, complete(commands.app(), taken.words)};
+  LineCompletion completion{taken.last, complete(commands.program(), taken.words)};
   quote(completion.candidates, taken.open);
   return completion;
 }

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/command/options.hpp"
+#include "host/command/command.hpp"
 #include "host/names.hpp"
 #include "host/shell/candidates.hpp"
 
@@ -12,9 +12,8 @@ namespace host {
 
 /// Ways to go on with the last of the words, which may be empty.  There are none where something on the way, such as a
 /// machine or a library, cannot be had.
-/// @param commands  all of them.
-/// @param words     without the name of the program.
-[[nodiscard]] std::vector<Candidate> complete(const CLI::App &commands, const std::vector<std::string> &words);
+/// @param words  without the name of the program.
+[[nodiscard]] std::vector<Candidate> complete(const Command &program, const std::vector<std::string> &words);
 
 /// Ways to go on with a line.
 /// @param line  up to the cursor; it may begin with the name of the program.

@@ -3,16 +3,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <set>
 
 #include "engine/catalogue/catalogue.hpp"
 #include "engine/catalogue/fields.hpp"
+#include "engine/plan/plan.hpp"
 #include "engine/run/library.hpp"
-#include "scdb/session.hpp"
-#include "engine/unit/selection.hpp"
 #include "engine/text/words.hpp"
+#include "engine/unit/selection.hpp"
+#include "scdb/session.hpp"
 
 namespace host {
 namespace {
@@ -20,15 +20,15 @@ namespace {
 using Candidates = std::vector<Candidate>;
 
 /// The last value of an option, or nothing.
-std::string last_of(const Given &given, const std::string &name) {
-  const std::vector<std::string> values = given.of(name);
+std::string last_of(const Given &given, Takes takes) {
+  const std::vector<std::string> values = given.of(takes);
   return values.empty() ? std::string{} : values.back();
 }
 
 CommonOptions common_options(const Given &given) {
   CommonOptions options;
-  options.machine = last_of(given, "--machine");
-  options.libraries = given.of("--library");
+  options.machine = last_of(given, Takes::machine);
+  options.libraries = given.of(Takes::library);
   return options;
 }
 
@@ -40,7 +40,14 @@ std::vector<scdb::Chip> chips_of_machine(const Given &given) {
 /// The entry of the macro that the line names.
 std::optional<MacroEntry> entry_of(const Given &given) {
   open_libraries(common_options(given));
-  return Catalogue{last_of(given, "--catalogue")}.find(macro_named(last_of(given, "MACRO")).name);
+  return Catalogue{last_of(given, Takes::catalogue)}.find(macro_named(last_of(given, Takes::macro)).name);
+}
+
+Candidates candidates_of(const std::vector<std::string> &words) {
+  Candidates candidates;
+  for (const std::string &word : words)
+    candidates.push_back({word});
+  return candidates;
 }
 
 /// Names; once something is typed also the test numbers that one macro alone has.
@@ -155,9 +162,9 @@ Candidates fields(const Given &given) {
                       std::back_inserter(candidates));
     return candidates;
   }
-  const std::string rw = last_of(given, "--rw");
+  const std::string rw = last_of(given, Takes::direction);
   const Direction *const direction = rw.empty() ? nullptr : entry->direction(direction_of(rw, &*entry));
-  const std::vector<std::string> known = given.of("FIELD");
+  const std::vector<std::string> known = given.of(Takes::field);
   for (const std::string &name : field_names(*entry, direction))
     if (std::ranges::none_of(known, [&](const std::string &field) { return field.starts_with(name + "="); }))
       candidates.push_back({name + "=", false});
@@ -167,7 +174,7 @@ Candidates fields(const Given &given) {
 /// The rings of the unit that is given, or of all chips.
 Candidates rings(const Given &given) {
   const std::vector<scdb::Chip> chips = chips_of_machine(given);
-  const std::string unit = last_of(given, "--unit");
+  const std::string unit = last_of(given, Takes::unit);
   std::set<unsigned> codes;
   const auto add = [&codes](scdb::Chip chip) {
     for (const scdb::Part &part : scdb::machine().parts(chip))
@@ -202,58 +209,95 @@ Candidates paths(std::string_view word, bool folders_only) {
   return candidates;
 }
 
-Candidates files(const Given &given) {
-  return paths(given.word, false);
-}
-
-Candidates folders(const Given &given) {
-  return paths(given.word, true);
-}
-
-/// Those built in, then descriptions.
-Candidates machines(const Given &given) {
-  Candidates candidates;
-  for (const std::string &name : scdb::built_in_machines())
-    candidates.push_back({name});
-  std::ranges::move(files(given), std::back_inserter(candidates));
+/// What is built in under a name, then files.
+Candidates names_and_files(const std::vector<std::string> &names, const Given &given) {
+  Candidates candidates = candidates_of(names);
+  std::ranges::move(paths(given.word, false), std::back_inserter(candidates));
   return candidates;
 }
 
-/// Where values come from: by the name of the option, or by what it takes.
-struct Source {
-  std::string_view takes;
-  Candidates (*values)(const Given &given);
-};
-constexpr std::array SOURCES{
-    Source{"--machine", machines}, Source{"MACRO", macros}, Source{"UNIT", units}, Source{"DIRECTION", directions},
-    Source{"FIELD", fields},       Source{"RING", rings},   Source{"FILE", files}, Source{"DIR", folders},
-};
+Candidates plans(const Given &given) {
+  std::vector<std::string> names;
+  for (const PlanSource &plan : built_in_plans())
+    names.push_back(plan.name);
+  return names_and_files(names, given);
+}
 
-/// What an option takes: its names, and what the help says, "FILE" and "W..." of "FILE|W... (required)".
-std::vector<std::string> what_it_takes(const CLI::Option &option) {
-  std::vector<std::string> names{option.get_name(true)};
-  for (const std::string &name : option.get_lnames())
-    names.push_back("--" + name);
-  const std::string_view text = option.get_option_text();
-  for (const std::string_view piece : split(text.substr(0, text.find(' ')), '|'))
-    names.emplace_back(piece);
-  // A flag that may be given a file.
-  if (option.get_items_expected_max() == 0)
-    names.emplace_back("FILE");
+Candidates families(const Given &given) {
+  Candidates names;
+  for (const Family &family : Catalogue{last_of(given, Takes::catalogue)}.families())
+    names.push_back({family.name});
   return names;
 }
 
-/// Whether a choice stands for itself: "json", "2", but not "N" or "FILE".
-bool is_literal(std::string_view choice) {
-  return !choice.empty() && choice.front() != '-' && choice.front() != '('
-         && std::ranges::none_of(choice, [](char c) { return (c >= 'A' && c <= 'Z') || c == '.'; });
+Candidates commands(const Given &given) {
+  Candidates names;
+  for (const Command *const command : given.program->parts_shown())
+    names.push_back({command->get_name()});
+  return names;
+}
+
+/// Kinds that are not given yet, joined by ",".
+Candidates kinds_of_chips(const Given &given) {
+  const std::string before = given.word.substr(0, given.word.rfind(',') + 1);
+  const std::vector<std::string_view> known = split(before, ',');
+  Candidates kinds;
+  for (const scdb::ChipKindInfo &kind : scdb::CHIP_KINDS)
+    if (std::ranges::find(known, kind.name) == known.end())
+      kinds.push_back({fmt::format("{}{}", before, kind.name)});
+  return kinds;
+}
+
+Candidates candidates_for(const Value &value, const Given &given) {
+  switch (value.takes) {
+    case Takes::choice:
+      return candidates_of(value.choices);
+    case Takes::kind_of_chip:
+      return kinds_of_chips(given);
+    case Takes::machine:
+      return names_and_files(scdb::built_in_machines(), given);
+    case Takes::macro:
+      return macros(given);
+    case Takes::family:
+      return families(given);
+    case Takes::unit:
+      return units(given);
+    case Takes::direction:
+      return directions(given);
+    case Takes::field:
+      return fields(given);
+    case Takes::ring:
+      return rings(given);
+    case Takes::plan:
+      return plans(given);
+    case Takes::command:
+      return commands(given);
+    case Takes::library:
+    case Takes::file:
+    case Takes::file_or_words:
+      return paths(given.word, false);
+    case Takes::catalogue:
+    case Takes::folder:
+      return paths(given.word, true);
+    case Takes::text:
+    case Takes::number:
+    case Takes::word:
+    case Takes::seconds:
+    case Takes::bytes:
+    case Takes::ring_bits:
+      break;
+  }
+  return {};
 }
 
 }  // namespace
 
-std::vector<std::string> Given::of(const std::string &name) const {
-  const auto found = values.find(command->get_option_no_throw(name));
-  return found == values.end() ? std::vector<std::string>{} : found->second;
+std::vector<std::string> Given::of(Takes what) const {
+  std::vector<std::string> found;
+  for (const auto &[option, words] : values)
+    if (const Value *const value = command->value_of(*option); value != nullptr && value->takes == what)
+      std::ranges::copy(words, std::back_inserter(found));
+  return found;
 }
 
 std::vector<Candidate> values_of(const CLI::Option &option, const Given &given) {
@@ -264,14 +308,8 @@ std::vector<Candidate> values_of(const CLI::Option &option, const Given &given) 
   Given value = given;
   value.word.erase(0, before.size());
 
-  Candidates candidates;
-  for (const std::string &name : what_it_takes(option))
-    if (const auto *const source = std::ranges::find(SOURCES, name, &Source::takes); source != SOURCES.end()) {
-      candidates = source->values(value);
-      break;
-    } else if (is_literal(name)) {
-      candidates.push_back({name});
-    }
+  const Value *const taken = given.command->value_of(option);
+  Candidates candidates = taken == nullptr ? Candidates{} : candidates_for(*taken, value);
   for (Candidate &candidate : candidates)
     candidate.text.insert(0, before);
   return candidates;

@@ -114,16 +114,13 @@ Json json_report(const std::string &title, const std::vector<ChipResult> &result
 
 }  // namespace
 
-void add_direct_options(CLI::App &command, DirectOptions &options) {
+void add_direct_options(Command &command, DirectOptions &options) {
   command
-      .add_option(
-          "--unit", options.unit,
-          "Chips to access, one after another: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, or * "
-          "for all there are; kinds are cpu, mac, sc, xb, ioc, sp")
-      ->option_text("UNIT (required)")
+      .add("--unit", options.unit, Takes::unit,
+           "Chips to access, one after another: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, or * "
+           "for all there are; kinds are cpu, mac, sc, xb, ioc, sp")
       ->required();
-  command.add_flag(fmt::format("--trace{{{}}}", STANDARD_ERROR), options.trace,
-                   "Write a line for every primitive call to standard error, or with --trace=FILE to a file");
+  add_trace_option(command, options.trace);
   add_timeout_option(command, options.timeout);
   add_progress_option(command, options.progress);
   add_state_option(command, options.common);

@@ -24,7 +24,10 @@ struct DirectOptions {
 };
 
 /// Adds --unit, --trace, --timeout, --progress, --state, --machine and --json.
-void add_direct_options(CLI::App &command, DirectOptions &options);
+void add_direct_options(Command &command, DirectOptions &options);
+
+/// When a command that accesses chips directly ends with which status.
+inline constexpr Endings DIRECT_ENDINGS{.ok = "every chip answered", .failed = "one failed"};
 
 /// One chip that is accessed, and the error record of the access.
 struct ChipCall {

@@ -75,42 +75,34 @@ ExitStatus i2c(const I2cOptions &options, std::string_view name, scdb::Direction
   return access_chips(options.direct, title, [&](ChipCall &call) { return access_device(call, what); });
 }
 
-void add_transfer(CLI::App &group, Action &action, const std::string &name, scdb::Direction direction,
+void add_transfer(Command &group, Action &action, const std::string &name, scdb::Direction direction,
                   const std::string &help) {
-  CLI::App *const command = group.add_subcommand(name, help);
+  Command *const command = group.add_command(name, {.summary = help});
   const auto options = std::make_shared<I2cOptions>();
   const bool writes = direction == scdb::Direction::write;
-  command->add_option("DEVICE", options->device, "Device address or register number, 0 to 0xFF")
-      ->option_text("(required)")
-      ->required();
+  command->add("DEVICE", options->device, Takes::number, "Device address or register number, 0 to 0xFF")->required();
   if (writes)
-    command->add_option("WORD", options->words, "Words to write, four bytes each, the first the most significant")
-        ->option_text("W... (required)")
+    command->add("WORD", options->words, Takes::word, "Words to write, four bytes each, the first the most significant")
         ->required();
-  command->add_option("--port", options->port, "Port mask of the transfer, or all for the chip's own port (default)")
-      ->option_text("N");
-  command->add_option("--mode", options->mode, "Transfer mode: 2 = register access (default), 3 = command word")
-      ->option_text("2|3");
-  command
-      ->add_option("--length", options->length,
-                   writes ? "Bytes to write (default: four for each word)" : "Bytes to read, 1 to 4096 (default 4)")
-      ->option_text("BYTES");
+  command->add("--port", options->port, Takes::number,
+               "Port mask of the transfer, or all for the chip's own port (default)");
+  command->add("--mode", options->mode, one_of({"2", "3"}),
+               "Transfer mode: 2 = register access (default), 3 = command word");
+  command->add("--length", options->length, Takes::bytes,
+               writes ? "Bytes to write (default: four for each word)" : "Bytes to read, 1 to 4096 (default 4)");
   add_direct_options(*command, options->direct);
   command->callback([options, name, direction, &action] { action = [=] { return i2c(*options, name, direction); }; });
 }
 
 }  // namespace
 
-void add_i2c(CLI::App &app, Action &action) {
-  CLI::App *const group = app.add_subcommand("i2c", "Make I2C transfers with the devices of chips: read, write");
+void add_i2c(Command &program, Action &action) {
+  Command *const group = program.add_command(
+      "i2c", {.summary = "Make I2C transfers with the devices of chips: read, write",
+              .examples = {"mcrhost i2c read 0x48 --unit sp", "mcrhost i2c read 4 --port 16 --unit mac:0.0",
+                           "mcrhost i2c write 0x50 0x12345678 0x9A000000 --length 5 --unit sp:0.0 --state bench.state"},
+              .endings = DIRECT_ENDINGS});
   group->require_subcommand(1);
-  group->footer(
-      "Examples:\n"
-      "  mcrhost i2c read 0x48 --unit sp\n"
-      "  mcrhost i2c read 4 --port 16 --unit mac:0.0\n"
-      "  mcrhost i2c write 0x50 0x12345678 0x9A000000 --length 5 --unit sp:0.0 --state bench.state\n"
-      "\n"
-      "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
   add_transfer(*group, action, "read", scdb::Direction::read, "Read from a device or register");
   add_transfer(*group, action, "write", scdb::Direction::write, "Write to a device or register");
 }

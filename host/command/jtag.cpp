@@ -44,28 +44,26 @@ ExitStatus jtag(const JtagOptions &options, std::string_view name, JtagAccess ki
   return access_chips(options.direct, title, [=](ChipCall &call) { return access(call, kind, code, word); });
 }
 
-void add(CLI::App &group, Action &action, const std::string &name, JtagAccess kind, const std::string &help) {
-  CLI::App *const command = group.add_subcommand(name, help);
+void add(Command &group, Action &action, const std::string &name, JtagAccess kind, const std::string &help) {
+  Command *const command = group.add_command(name, {.summary = help});
   const auto options = std::make_shared<JtagOptions>();
-  command->add_option("CODE", options->code, "Instruction code, 0 to 0xFF")->option_text("(required)")->required();
+  command->add("CODE", options->code, Takes::number, "Instruction code, 0 to 0xFF")->required();
   if (kind == JtagAccess::write)
-    command->add_option("WORD", options->word, "Word to write")->option_text("(required)")->required();
+    command->add("WORD", options->word, Takes::word, "Word to write")->required();
   add_direct_options(*command, options->direct);
   command->callback([options, name, kind, &action] { action = [=] { return jtag(*options, name, kind); }; });
 }
 
 }  // namespace
 
-void add_jtag(CLI::App &app, Action &action) {
-  CLI::App *const group = app.add_subcommand("jtag", "Make JTAG instructions on chips: read, write, instruct");
+void add_jtag(Command &program, Action &action) {
+  Command *const group =
+      program.add_command("jtag", {.summary = "Make JTAG instructions on chips: read, write, instruct",
+                                   .examples = {"mcrhost jtag read 0x0F --unit cpu",
+                                                "mcrhost jtag write 0x41 0x12345678 --unit cpu:0.1 --state bench.state",
+                                                "mcrhost jtag instruct 0xD8 --unit cpu:0.0 --trace"},
+                                   .endings = DIRECT_ENDINGS});
   group->require_subcommand(1);
-  group->footer(
-      "Examples:\n"
-      "  mcrhost jtag read 0x0F --unit cpu\n"
-      "  mcrhost jtag write 0x41 0x12345678 --unit cpu:0.1 --state bench.state\n"
-      "  mcrhost jtag instruct 0xD8 --unit cpu:0.0 --trace\n"
-      "\n"
-      "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
   add(*group, action, "read", JtagAccess::read, "Issue an instruction and read the data register");
   add(*group, action, "write", JtagAccess::write, "Issue an instruction and write the data register");
   add(*group, action, "instruct", JtagAccess::instruct, "Issue an instruction without data");

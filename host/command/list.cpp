@@ -123,25 +123,20 @@ ExitStatus list(const ListOptions &options) {
 
 }  // namespace
 
-void add_list(CLI::App &app, Action &action) {
-  CLI::App *const command = app.add_subcommand("list", "List the macros of the macro library");
+void add_list(Command &program, Action &action) {
+  Command *const command = program.add_command(
+      "list", {.summary = "List the macros of the macro library",
+               .examples = {"mcrhost list", "mcrhost list tag", "mcrhost list 'cp_9AC*'",
+                            "mcrhost list --unit-kind sc,xb", "mcrhost list --json --library ./libmymacros.so"}});
   const auto options = std::make_shared<ListOptions>();
+  command->add("PATTERN", options->pattern, Takes::text,
+               "Show only macros with this in their name, number or title; with * and ? those it fits as a whole");
   command
-      ->add_option("PATTERN", options->pattern,
-                   "Show only macros with this in their name, number or title; with * and ? those it fits as a whole")
-      ->option_text(" ");
-  command->add_option("--unit-kind", options->kinds, "Show only macros of these kinds: cpu, mac, sc, xb, ioc, sp")
-      ->option_text("KIND...")
+      ->add("--unit-kind", options->kinds, Takes::kind_of_chip,
+            "Show only macros of these kinds: cpu, mac, sc, xb, ioc, sp")
       ->delimiter(',');
   add_catalogue_option(*command, options->catalogue);
   add_common_options(*command, options->common);
-  command->footer(
-      "Examples:\n"
-      "  mcrhost list\n"
-      "  mcrhost list tag\n"
-      "  mcrhost list 'cp_9AC*'\n"
-      "  mcrhost list --unit-kind sc,xb\n"
-      "  mcrhost list --json --library ./libmymacros.so");
   command->callback([options, &action] { action = [options] { return list(*options); }; });
 }
 

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <memory>
 
-#include "host/command/commands.hpp"
 #include "engine/text/file.hpp"
+#include "host/command/commands.hpp"
 #include "host/command/manual_pages.hpp"
 #include "host/command/output.hpp"
+#include "host/command/session.hpp"
 
 namespace host {
 namespace {
@@ -34,20 +35,21 @@ ExitStatus manual(const std::vector<ManualPage> &pages, const ManualOptions &opt
 
 }  // namespace
 
-void add_manual(CLI::App &app, Action &action) {
-  CLI::App *const command = app.add_subcommand("manual", "Write the manual pages, in the man macros of roff");
-  command->group("");
+void add_manual(Command &program, Action &action) {
+  Command *const command = program.add_command(
+      "manual", {.summary = "Write the manual pages, in the man macros of roff",
+                 .examples = {"mcrhost manual run | man -l -", "mcrhost manual --into /usr/local/share/man/man1"}});
+  // The command line of a shell is not that of the program.
+  if (session() != nullptr)
+    command->hide();
   const auto options = std::make_shared<ManualOptions>();
-  command->add_option("COMMAND", options->command, "Command whose page is printed; without it, that of mcrhost")
-      ->option_text("");
-  command->add_option("--into", options->folder, "Write every page into this folder instead")->option_text("DIR");
-  command->footer(
-      "Examples:\n"
-      "  mcrhost manual run | man -l -\n"
-      "  mcrhost manual --into /usr/local/share/man/man1");
+  command->add("COMMAND", options->command, Takes::command,
+               "Command whose page is printed; without it, that of mcrhost");
+  command->add("--into", options->folder, Takes::folder, "Write every page into this folder instead");
   // The command line is gone when the action runs.
-  command->callback(
-      [&app, options, &action] { action = [pages = manual_of(app), options] { return manual(pages, *options); }; });
+  command->callback([&program, options, &action] {
+    action = [pages = manual_of(program), options] { return manual(pages, *options); };
+  });
 }
 
 }  // namespace host

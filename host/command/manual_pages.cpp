@@ -3,12 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 
-#include "host/command/help.hpp"
 #include "engine/run/library.hpp"
 #include "engine/text/words.hpp"
+#include "host/command/exit_status.hpp"
+#include "host/command/help.hpp"
 
 namespace host {
 namespace {
@@ -64,35 +64,42 @@ std::string item(std::string_view term, std::string_view meaning) {
   return fmt::format(".TP\n{}\n{}", term, text_line(meaning));
 }
 
-/// The text below a help: its examples, and its other paragraphs.
-struct Footer {
-  std::string examples;
-  std::string paragraphs;
-};
+std::string examples_of(const CommandText &text) {
+  std::string lines;
+  for (const std::string &example : text.examples)
+    lines += text_line(example);
+  return section("EXAMPLES", lines.empty() ? lines : ".EX\n" + lines + ".EE\n");
+}
 
-Footer footer_of(const CLI::App &app) {
-  Footer footer;
-  const std::string text = app.get_footer();
-  bool in_examples = false;
-  for (const std::string_view line : split(text, '\n')) {
-    if (line == "Examples:") {
-      in_examples = true;
-    } else if (in_examples && line.starts_with("  ")) {
-      footer.examples += text_line(line.substr(2));
-    } else if (line.empty()) {
-      in_examples = false;
-      footer.paragraphs += footer.paragraphs.empty() || footer.paragraphs.ends_with(".PP\n") ? "" : ".PP\n";
-    } else {
-      footer.paragraphs += text_line(line);
-    }
+/// A paragraph for each, the first being what the command does.
+std::string description_of(std::string_view first, const CommandText &text) {
+  std::string description = text_line(first);
+  for (const std::string &paragraph : text.paragraphs)
+    description += ".PP\n" + text_line(paragraph);
+  return section("DESCRIPTION", description);
+}
+
+/// As a sentence: with a capital and a full stop.
+std::string sentence_of(std::string_view text) {
+  std::string sentence{text};
+  if (!sentence.empty() && sentence.front() >= 'a' && sentence.front() <= 'z')
+    sentence.front() = static_cast<char>(sentence.front() - 'a' + 'A');
+  return sentence + ".";
+}
+
+std::string exit_status_of(const CommandText &text) {
+  if (!text.endings)
+    return {};
+  std::string items;
+  for (const ExitStatusInfo &info : EXIT_STATUSES) {
+    const std::string_view own = text.endings->of(info.status);
+    items += item(bold(std::to_string(static_cast<int>(info.status))), sentence_of(own.empty() ? info.meaning : own));
   }
-  if (!footer.examples.empty())
-    footer.examples = ".EX\n" + footer.examples + ".EE\n";
-  return footer;
+  return section("EXIT STATUS", items);
 }
 
 /// The options of a command, an item each, those that stand by their place first.
-std::vector<std::string> options_of(const CLI::App &command) {
+std::vector<std::string> options_of(const Command &command) {
   const HelpFormatter format;
   std::vector<std::string> items;
   for (const bool positional : {true, false})
@@ -109,7 +116,7 @@ std::vector<std::string> options_of(const CLI::App &command) {
 }
 
 /// A command as it is typed.
-std::string synopsis_of(const CLI::App &command, std::string_view words) {
+std::string synopsis_of(const Command &command, std::string_view words) {
   const HelpFormatter format;
   std::string synopsis = bold(words);
   const auto named = command.get_options([](const CLI::Option *option) { return option->nonpositional(); });
@@ -122,7 +129,7 @@ std::string synopsis_of(const CLI::App &command, std::string_view words) {
 }
 
 /// "Run a macro" in the line that is searched for what a command does.
-std::string summary_of(const CLI::App &command) {
+std::string summary_of(const Command &command) {
   std::string summary = command.get_description();
   if (summary.size() > 1 && summary[0] >= 'A' && summary[0] <= 'Z' && (summary[1] < 'A' || summary[1] > 'Z'))
     summary[0] = static_cast<char>(summary[0] - 'A' + 'a');
@@ -131,7 +138,7 @@ std::string summary_of(const CLI::App &command) {
   return summary;
 }
 
-std::string head_of(const std::string &name, const CLI::App &command) {
+std::string head_of(const std::string &name, const Command &command) {
   return fmt::format(".TH \"{}\" 1 \"\" \"macrodebug {}\" \"User Commands\"\n", escaped(name), MACRODEBUG_VERSION)
          + section("NAME", fmt::format("{} \\- {}", escaped(name), text_line(summary_of(command))));
 }
@@ -140,82 +147,78 @@ std::string in_a_row(const std::vector<std::string> &items) {
   return fmt::format("{}", fmt::join(items, ""));
 }
 
-/// The parts of a command such as "jtag": each with its options, those that all of them have once at the end.
-std::string parts_of(const std::vector<const CLI::App *> &parts, const std::string &words) {
-  std::vector<std::string> common = options_of(*parts.front());
-  for (const CLI::App *part : parts) {
+/// The parts of a command such as "jtag": each with its options, and what all have that take more than --help once at
+/// the end.
+std::string parts_of(const std::vector<const Command *> &parts, const std::string &words) {
+  std::vector<std::string> common;
+  std::vector<std::string> bare;
+  for (const Command *part : parts) {
     const std::vector<std::string> own = options_of(*part);
-    std::erase_if(common, [&](const std::string &option) { return std::ranges::find(own, option) == own.end(); });
+    if (own.size() == 1)
+      bare.push_back(fmt::format("{} {}", words, part->get_name()));
+    else if (common.empty())
+      common = own;
+    else
+      std::erase_if(common, [&](const std::string &option) { return std::ranges::find(own, option) == own.end(); });
   }
   std::string text;
-  for (const CLI::App *part : parts) {
+  for (const Command *part : parts) {
     std::vector<std::string> own = options_of(*part);
     std::erase_if(own, [&](const std::string &option) { return std::ranges::find(common, option) != common.end(); });
     const std::string typed = fmt::format("{} {}", words, part->get_name());
     text += fmt::format(".SS \"{}\"\n", escaped(typed)) + text_line(part->get_description() + ".") + in_a_row(own);
   }
-  return section("COMMANDS", text) + section("OPTIONS OF ALL OF THEM", in_a_row(common));
+  const std::string but =
+      bare.empty() ? std::string{} : text_line(fmt::format("Of these, {} has --help alone.", fmt::join(bare, " and ")));
+  return section("COMMANDS", text) + section("COMMON OPTIONS", but + in_a_row(common));
 }
 
-std::string synopses_of(const std::vector<const CLI::App *> &parts, const std::string &words) {
+std::string synopses_of(const std::vector<const Command *> &parts, const std::string &words) {
   std::vector<std::string> synopses;
   synopses.reserve(parts.size());
-  for (const CLI::App *part : parts)
+  for (const Command *part : parts)
     synopses.push_back(synopsis_of(*part, fmt::format("{} {}", words, part->get_name())));
   return fmt::format("{}", fmt::join(synopses, ".br\n"));
 }
 
-std::string page_of_command(const CLI::App &app, const CLI::App &command) {
-  const std::string words = fmt::format("{} {}", app.get_name(), command.get_name());
-  const std::vector<const CLI::App *> parts = commands_shown(command);
-  const Footer footer = footer_of(command);
-  const std::string description = text_line(command.get_description() + ".");
-  return head_of(fmt::format("{}-{}", app.get_name(), command.get_name()), command)
+std::string page_of_command(const Command &program, const Command &command) {
+  const std::string words = fmt::format("{} {}", program.get_name(), command.get_name());
+  const std::vector<const Command *> parts = command.parts_shown();
+  const CommandText text = command.text();
+  return head_of(fmt::format("{}-{}", program.get_name(), command.get_name()), command)
          + section("SYNOPSIS", parts.empty() ? synopsis_of(command, words) : synopses_of(parts, words))
-         + section("DESCRIPTION", footer.paragraphs.empty() ? description : description + ".PP\n" + footer.paragraphs)
+         + description_of(text.summary + ".", text)
          + (parts.empty() ? section("OPTIONS", in_a_row(options_of(command))) : parts_of(parts, words))
-         + section("EXAMPLES", footer.examples) + section("SEE ALSO", fmt::format(".BR {} (1)\n", app.get_name()));
+         + exit_status_of(text) + examples_of(text)
+         + section("SEE ALSO", fmt::format(".BR {} (1)\n", program.get_name()));
 }
 
-/// What every command ends with.
-std::string exit_status() {
-  constexpr std::array<std::string_view, 3> MEANINGS{
-      "It ended without failure, and what was expected held.",
-      "A macro or an access failed, or something was found.",
-      "Wrong usage or input, or output that could not be written; one line on standard error says which.",
-  };
-  std::string text;
-  for (std::size_t status = 0; status < MEANINGS.size(); ++status)
-    text += item(bold(std::to_string(status)), MEANINGS[status]);
-  return text;
-}
-
-std::string page_of_program(const CLI::App &app) {
-  const Footer footer = footer_of(app);
+std::string page_of_program(const Command &program) {
+  const CommandText text = program.text();
   std::string commands;
   std::vector<std::string> pages;
-  for (const CLI::App *command : commands_shown(app)) {
-    const std::string page = escaped(fmt::format("{}-{}", app.get_name(), command->get_name()));
+  for (const Command *command : program.parts_shown()) {
+    const std::string page = escaped(fmt::format("{}-{}", program.get_name(), command->get_name()));
     commands += item(fmt::format("\\fB{}\\fR(1)", page), command->get_description() + ".");
     pages.push_back(fmt::format(".BR {} (1)", page));
   }
-  return head_of(app.get_name(), app)
-         + section("SYNOPSIS", bold(app.get_name()) + " \\fICOMMAND\\fR [\\fIOPTIONS\\fR]\n")
-         + section("DESCRIPTION", text_line(app.get_description()) + ".PP\n" + footer.paragraphs)
-         + section("COMMANDS", commands) + section("OPTIONS", in_a_row(options_of(app)))
+  return head_of(program.get_name(), program)
+         + section("SYNOPSIS", bold(program.get_name()) + " \\fICOMMAND\\fR [\\fIOPTIONS\\fR]\n")
+         + description_of(text.summary, text) + section("COMMANDS", commands)
+         + section("OPTIONS", in_a_row(options_of(program)))
          + section("ENVIRONMENT", item(bold(LIBRARY_VARIABLE),
                                        "Macro libraries to load, joined by ':', where "
                                        "--library names none."))
-         + section("EXIT STATUS", exit_status()) + section("EXAMPLES", footer.examples)
-         + section("SEE ALSO", fmt::format("{}\n", fmt::join(pages, ",\n")));
+         + exit_status_of(text) + examples_of(text) + section("SEE ALSO", fmt::format("{}\n", fmt::join(pages, ",\n")));
 }
 
 }  // namespace
 
-std::vector<ManualPage> manual_of(const CLI::App &app) {
-  std::vector<ManualPage> pages{{app.get_name(), page_of_program(app)}};
-  for (const CLI::App *command : commands_shown(app))
-    pages.push_back({fmt::format("{}-{}", app.get_name(), command->get_name()), page_of_command(app, *command)});
+std::vector<ManualPage> manual_of(const Command &program) {
+  std::vector<ManualPage> pages{{program.get_name(), page_of_program(program)}};
+  for (const Command *command : program.parts_shown())
+    pages.push_back(
+        {fmt::format("{}-{}", program.get_name(), command->get_name()), page_of_command(program, *command)});
   return pages;
 }
 

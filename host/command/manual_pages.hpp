@@ -1,9 +1,9 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
+#include "host/command/command.hpp"
 #include "host/names.hpp"
 
 namespace host {
@@ -15,6 +15,6 @@ struct ManualPage {
 };
 
 /// The manual as the command line tells it: a page for the program, first, and one for each of its commands.
-[[nodiscard]] std::vector<ManualPage> manual_of(const CLI::App &app);
+[[nodiscard]] std::vector<ManualPage> manual_of(const Command &program);
 
 }  // namespace host

@@ -74,39 +74,33 @@ ExitStatus mbc(const MbcOptions &options, std::string_view name, scdb::Direction
   return access_chips(options.direct, title, [&](ChipCall &call) { return access_bank(call, what); });
 }
 
-void add_direction(CLI::App &group, Action &action, const std::string &name, scdb::Direction direction,
+void add_direction(Command &group, Action &action, const std::string &name, scdb::Direction direction,
                    const std::string &help) {
-  CLI::App *const command = group.add_subcommand(name, help);
+  Command *const command = group.add_command(name, {.summary = help});
   const auto options = std::make_shared<MbcOptions>();
-  command->add_option("ADDRESS", options->address, "Address of the first register")
-      ->option_text("(required)")
-      ->required();
+  command->add("ADDRESS", options->address, Takes::number, "Address of the first register")->required();
   if (direction == scdb::Direction::write)
-    command->add_option("WORD", options->words, "What to write: a word for each register, to consecutive addresses")
-        ->option_text("W... (required)")
+    command
+        ->add("WORD", options->words, Takes::word, "What to write: a word for each register, to consecutive addresses")
         ->required();
   else
-    command->add_option("--count", options->count, "Registers to read, 1 to 1024 (default 1)")->option_text("N");
-  command->add_option("--bank", options->bank, "Register bank, 0 being the controller's own (default)")
-      ->option_text("N");
-  command->add_option("--length", options->length, "Bytes of a register: 1, 2 or 4 (default)")->option_text("1|2|4");
+    command->add("--count", options->count, Takes::number, "Registers to read, 1 to 1024 (default 1)");
+  command->add("--bank", options->bank, Takes::number, "Register bank, 0 being the controller's own (default)");
+  command->add("--length", options->length, one_of({"1", "2", "4"}), "Bytes of a register: 1, 2 or 4 (default)");
   add_direct_options(*command, options->direct);
   command->callback([options, name, direction, &action] { action = [=] { return mbc(*options, name, direction); }; });
 }
 
 }  // namespace
 
-void add_mbc(CLI::App &app, Action &action) {
-  CLI::App *const group =
-      app.add_subcommand("mbc", "Access registers through the maintenance bus controller: read, write");
+void add_mbc(Command &program, Action &action) {
+  Command *const group = program.add_command(
+      "mbc", {.summary = "Access registers through the maintenance bus controller: read, write",
+              .examples = {"mcrhost mbc read 0x10000 --unit sp",
+                           "mcrhost mbc read 0x30000 --bank 2 --length 1 --count 16 --unit sp:0.0",
+                           "mcrhost mbc write 0x10010 0x12345678 --unit sp:0.0 --state bench.state"},
+              .endings = DIRECT_ENDINGS});
   group->require_subcommand(1);
-  group->footer(
-      "Examples:\n"
-      "  mcrhost mbc read 0x10000 --unit sp\n"
-      "  mcrhost mbc read 0x30000 --bank 2 --length 1 --count 16 --unit sp:0.0\n"
-      "  mcrhost mbc write 0x10010 0x12345678 --unit sp:0.0 --state bench.state\n"
-      "\n"
-      "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
   add_direction(*group, action, "read", scdb::Direction::read, "Read registers");
   add_direction(*group, action, "write", scdb::Direction::write, "Write registers");
 }

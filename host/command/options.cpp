@@ -3,10 +3,11 @@
 #include <fmt/format.h>
 
 #include "engine/run/library.hpp"
-#include "host/shell/line_words.hpp"
-#include "scdb/session.hpp"
+#include "engine/run/trace.hpp"
 #include "host/command/session.hpp"
 #include "host/command/state.hpp"
+#include "host/shell/line_words.hpp"
+#include "scdb/session.hpp"
 
 namespace host {
 namespace {
@@ -26,68 +27,60 @@ void of_the_shell(CLI::Option *option) {
 
 }  // namespace
 
-void add_machine_option(CLI::App &command, CommonOptions &options) {
-  of_the_shell(
-      command
-          .add_option(
-              "--machine", options.machine,
-              "Machine to work on: a description file, or the name of one built in (default: a small simulated server)")
-          ->option_text("FILE"));
+void add_machine_option(Command &command, CommonOptions &options) {
+  of_the_shell(command.add(
+      "--machine", options.machine, Takes::machine,
+      "Machine to work on: a description file, or the name of one built in (default: a small simulated server)"));
 }
 
-void add_machine_options(CLI::App &command, CommonOptions &options) {
+void add_machine_options(Command &command, CommonOptions &options) {
   add_machine_option(command, options);
   command.add_flag("--json", options.json, "Print one JSON object instead of text");
 }
 
-void add_library_option(CLI::App &command, CommonOptions &options) {
+void add_library_option(Command &command, CommonOptions &options) {
   of_the_shell(
       command
-          .add_option(
-              "--library", options.libraries,
-              "Macro library, may be repeated (default: $MACRODEBUG_LIBRARY, else the one installed with mcrhost)")
-          ->option_text("FILE")
+          .add("--library", options.libraries, Takes::library,
+               "Macro library, may be repeated (default: $MACRODEBUG_LIBRARY, else the one installed with mcrhost)")
           ->allow_extra_args(false));
 }
 
-void add_common_options(CLI::App &command, CommonOptions &options) {
+void add_common_options(Command &command, CommonOptions &options) {
   add_machine_options(command, options);
   add_library_option(command, options);
 }
 
-void add_state_option(CLI::App &command, CommonOptions &options) {
+void add_state_option(Command &command, CommonOptions &options) {
   if (session() != nullptr)
     options.state = session()->state();
   of_the_shell(
-      command
-          .add_option(
-              "--state", options.state,
-              "Go on from the state of the machine that this file keeps, and keep the new one in it; without the "
-              "file the machine is as at power-on")
-          ->option_text("FILE"));
+      command.add("--state", options.state, Takes::file,
+                  "Go on from the state of the machine that this file keeps, and keep the new one in it; without the "
+                  "file the machine is as at power-on"));
 }
 
-void add_timeout_option(CLI::App &command, std::string &seconds) {
-  command
-      .add_option("--timeout", seconds,
-                  "Stop at the next primitive call when so many seconds have passed, as Ctrl-C does: 30, 0.5")
-      ->option_text("SECONDS");
+void add_timeout_option(Command &command, std::string &seconds) {
+  command.add("--timeout", seconds, Takes::seconds,
+              "Stop at the next primitive call when so many seconds have passed, as Ctrl-C does: 30, 0.5");
 }
 
-void add_progress_option(CLI::App &command, std::string &mode) {
-  command
-      .add_option(
-          "--progress", mode,
-          "Show how far long work has come: auto (default; a line on standard error when it is a terminal), json "
-          "(lines on standard error), none")
-      ->option_text("auto|json|none");
+void add_progress_option(Command &command, std::string &mode) {
+  command.add("--progress", mode, one_of({"auto", "json", "none"}),
+              "Show how far long work has come: auto (default; a line on standard error when it is a terminal), json "
+              "(lines on standard error), none");
 }
 
-void add_catalogue_option(CLI::App &command, std::string &folder) {
+void add_trace_option(Command &command, std::string &file) {
+  command.add_flag_or_file("--trace", STANDARD_ERROR, file,
+                           "Write a line for every primitive call to standard error, or with --trace=FILE to a file");
+}
+
+void add_catalogue_option(Command &command, std::string &folder) {
   if (session() != nullptr)
     folder = session()->catalogue();
-  command.add_option("--catalogue", folder, "Folder of catalogue files that say what macros mean (default: built in)")
-      ->option_text("DIR");
+  command.add("--catalogue", folder, Takes::catalogue,
+              "Folder of catalogue files that say what macros mean (default: built in)");
 }
 
 void open_machine(const CommonOptions &options) {

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "engine/text/error.hpp"
+#include "host/command/command.hpp"
 #include "host/command/exit_status.hpp"
 #include "host/names.hpp"
 
@@ -23,27 +23,31 @@ struct CommonOptions {
 };
 
 /// Adds --machine.
-void add_machine_option(CLI::App &command, CommonOptions &options);
+void add_machine_option(Command &command, CommonOptions &options);
 
 /// Adds --machine and --json, for commands that need no macro library.
-void add_machine_options(CLI::App &command, CommonOptions &options);
+void add_machine_options(Command &command, CommonOptions &options);
 
-void add_library_option(CLI::App &command, CommonOptions &options);
+void add_library_option(Command &command, CommonOptions &options);
 
 /// Adds all of these.
-void add_common_options(CLI::App &command, CommonOptions &options);
+void add_common_options(Command &command, CommonOptions &options);
 
 /// Adds --state, for commands that can change the machine; they call save_state() when they are done.
-void add_state_option(CLI::App &command, CommonOptions &options);
+void add_state_option(Command &command, CommonOptions &options);
 
 /// Adds --timeout, for commands that make accesses; parse_time_limit() reads it.
-void add_timeout_option(CLI::App &command, std::string &seconds);
+void add_timeout_option(Command &command, std::string &seconds);
 
 /// Adds --progress; parse_progress_mode() reads it.
-void add_progress_option(CLI::App &command, std::string &mode);
+void add_progress_option(Command &command, std::string &mode);
+
+/// Adds --trace.
+/// @param file  the file given, STANDARD_ERROR where none is.
+void add_trace_option(Command &command, std::string &file);
 
 /// Adds --catalogue.
-void add_catalogue_option(CLI::App &command, std::string &folder);
+void add_catalogue_option(Command &command, std::string &folder);
 
 /// Puts the machine behind the primitives, in the state that --state keeps.  In a shell its machine is there already.
 /// @throw scdb::MachineError, InputError

@@ -22,6 +22,12 @@
 namespace host {
 namespace {
 
+constexpr Endings PLAN_ENDINGS{
+    .ok = "everything that was run was as expected",
+    .failed = "something was not, or the plan was interrupted",
+    .usage = "wrong usage or a mistake in the plan, before anything was run; or results that could not be written",
+};
+
 struct PlanOptions {
   CommonOptions common;
   std::string catalogue;
@@ -45,7 +51,7 @@ Plan open_plan(const PlanOptions &options) {
 std::vector<std::unique_ptr<PlanReporter>> make_reporters(const PlanOptions &options) {
   std::vector<std::unique_ptr<PlanReporter>> reporters;
   reporters.push_back(options.common.json ? make_json_reporter(write_output)
-                                           : make_text_reporter(write_output, options.every_run));
+                                          : make_text_reporter(write_output, options.every_run));
   if (!options.junit.empty()) {
     check_writable(options.junit, "--junit");
     reporters.push_back(make_junit_reporter(options.junit));
@@ -162,7 +168,7 @@ ExitStatus show_plan(const PlanOptions &options) {
 }
 
 /// The command line that the options given make up.
-std::string command_line_of(const CLI::App &command) {
+std::string command_line_of(const Command &command) {
   std::string line = fmt::format("mcrhost plan {}", command.get_name());
   for (const CLI::Option *option : command.get_options()) {
     if (option->count() == 0)
@@ -176,27 +182,24 @@ std::string command_line_of(const CLI::App &command) {
   return line;
 }
 
-CLI::App *add_part(CLI::App &plan, const std::string &name, const std::string &help, PlanOptions &options) {
-  CLI::App *const command = plan.add_subcommand(name, help);
+Command *add_part(Command &plan, const std::string &name, CommandText text, PlanOptions &options) {
+  Command *const command = plan.add_command(name, std::move(text));
   command
-      ->add_option("PLAN", options.plan,
-                   "Name of a built-in plan, or a file; the name of a file has a slash or a dot in it")
-      ->option_text("(required)")
+      ->add("PLAN", options.plan, Takes::plan,
+            "Name of a built-in plan, or a file; the name of a file has a slash or a dot in it")
       ->required();
   add_common_options(*command, options.common);
   add_catalogue_option(*command, options.catalogue);
   return command;
 }
 
-void add_run_options(CLI::App &command, PlanOptions &options) {
+void add_run_options(Command &command, PlanOptions &options) {
   command.add_flag("--every-run", options.every_run, "Print a line for each run, not only for those not as expected");
-  command.add_option("--junit", options.junit, "Write the results as JUnit XML")->option_text("FILE");
-  command.add_option("--ocptv", options.ocptv, "Write the results as Open Compute test-and-validation JSON lines")
-      ->option_text("FILE");
-  command
-      .add_option("--checkpoint", options.checkpoint,
-                  "Keep in this file, after each run, what is done and the state of the simulated machine")
-      ->option_text("FILE");
+  command.add("--junit", options.junit, Takes::file, "Write the results as JUnit XML");
+  command.add("--ocptv", options.ocptv, Takes::file,
+              "Write the results as Open Compute test-and-validation JSON lines");
+  command.add("--checkpoint", options.checkpoint, Takes::file,
+              "Keep in this file, after each run, what is done and the state of the simulated machine");
   command.add_flag("--resume", options.resume, "Go on from --checkpoint; what is done is reported and not run again");
   add_timeout_option(command, options.timeout);
   add_progress_option(command, options.progress);
@@ -205,40 +208,40 @@ void add_run_options(CLI::App &command, PlanOptions &options) {
 
 }  // namespace
 
-void add_plan(CLI::App &app, Action &action) {
-  CLI::App *const plan = app.add_subcommand("plan", "Run plans: steps of macros with what is expected of them");
+void add_plan(Command &program, Action &action) {
+  Command *const plan = program.add_command(
+      "plan", {.summary = "Run plans: steps of macros with what is expected of them", .endings = PLAN_ENDINGS});
   plan->require_subcommand(1);
   const auto options = std::make_shared<PlanOptions>();
 
-  CLI::App *const run_command = add_part(*plan, "run", "Run a plan, with its steps that clean up", *options);
+  Command *const run_command =
+      add_part(*plan, "run",
+               {.summary = "Run a plan, with its steps that clean up",
+                .examples = {"mcrhost plan run bring-up",
+                             "mcrhost plan run memory-path --machine large --junit results.xml --ocptv results.jsonl",
+                             "mcrhost plan run ./night.toml --checkpoint night.checkpoint",
+                             "mcrhost plan run ./night.toml --checkpoint night.checkpoint --resume"},
+                .endings = PLAN_ENDINGS},
+               *options);
   run_command->get_option("--json")->description("Print a JSON object a line for each event instead of text");
   add_run_options(*run_command, *options);
-  run_command->footer(
-      "Examples:\n"
-      "  mcrhost plan run bring-up\n"
-      "  mcrhost plan run memory-path --machine large --junit results.xml --ocptv results.jsonl\n"
-      "  mcrhost plan run ./night.toml --checkpoint night.checkpoint\n"
-      "  mcrhost plan run ./night.toml --checkpoint night.checkpoint --resume\n"
-      "\n"
-      "Ends with 0 when everything was as expected, 1 when not or when it was interrupted, 2 for wrong usage.");
   run_command->callback([options, run_command, &action] {
     options->command_line = command_line_of(*run_command);
     action = [options] { return run_plan(*options); };
   });
 
-  CLI::App *const list_command = plan->add_subcommand("list", "List the built-in plans");
-  list_command->footer("Example:\n  mcrhost plan list");
+  Command *const list_command =
+      plan->add_command("list", {.summary = "List the built-in plans", .examples = {"mcrhost plan list"}});
   list_command->callback([&action] { action = list_plans; });
 
-  CLI::App *const show_command =
-      add_part(*plan, "show", "Check a plan against the machine and show its steps; nothing is run", *options);
+  Command *const show_command =
+      add_part(*plan, "show",
+               {.summary = "Check a plan against the machine and show its steps; nothing is run",
+                .examples = {"mcrhost plan show bring-up", "mcrhost plan show bring-up --source > mine.toml",
+                             "mcrhost plan show ./mine.toml --machine large"}},
+               *options);
   show_command->remove_option(show_command->get_option("--json"));
   show_command->add_flag("--source", options->source, "Print the plan's file as it is, to copy and change");
-  show_command->footer(
-      "Examples:\n"
-      "  mcrhost plan show bring-up\n"
-      "  mcrhost plan show bring-up --source > mine.toml\n"
-      "  mcrhost plan show ./mine.toml --machine large");
   show_command->callback([options, &action] { action = [options] { return show_plan(*options); }; });
 }
 

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <memory>
 
-#include "host/command/commands.hpp"
-#include "engine/text/file.hpp"
-#include "engine/run/library.hpp"
-#include "host/command/output.hpp"
 #include "engine/report/reference.hpp"
+#include "engine/text/file.hpp"
+#include "host/command/commands.hpp"
+#include "host/command/output.hpp"
 
 namespace host {
 namespace {
@@ -26,7 +25,7 @@ void write_pages(const std::vector<Family> &families, const std::string &folder)
 }
 
 ExitStatus reference(const ReferenceOptions &options) {
-  load_libraries(options.common.libraries);
+  open_libraries(options.common);
   const std::vector<Family> families = Catalogue{options.catalogue}.families();
   if (!options.folder.empty()) {
     if (!options.family.empty())
@@ -50,19 +49,15 @@ ExitStatus reference(const ReferenceOptions &options) {
 
 }  // namespace
 
-void add_reference(CLI::App &app, Action &action) {
-  CLI::App *const command = app.add_subcommand("reference", "Write the reference of a family of macros, in Markdown");
-  command->group("");
+void add_reference(Command &program, Action &action) {
+  Command *const command = program.add_command(
+      "reference", {.summary = "Write the reference of a family of macros, in Markdown",
+                    .examples = {"mcrhost reference crossbar", "mcrhost reference --into docs/reference"}});
   const auto options = std::make_shared<ReferenceOptions>();
-  command->add_option("FAMILY", options->family, "Family whose page is printed")->option_text("");
-  command->add_option("--into", options->folder, "Write the page of every family into this folder instead")
-      ->option_text("DIR");
+  command->add("FAMILY", options->family, Takes::family, "Family whose page is printed");
+  command->add("--into", options->folder, Takes::folder, "Write the page of every family into this folder instead");
   add_library_option(*command, options->common);
   add_catalogue_option(*command, options->catalogue);
-  command->footer(
-      "Examples:\n"
-      "  mcrhost reference crossbar\n"
-      "  mcrhost reference --into docs/reference");
   command->callback([options, &action] { action = [options] { return reference(*options); }; });
 }
 

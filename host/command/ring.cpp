@@ -174,41 +174,41 @@ Task restore_task(const RingOptions &options) {
 }
 
 /// What is given besides the ring.
-enum class Takes : std::uint8_t { none, places, place_and_word, file };
+enum class Besides : std::uint8_t { nothing, places, place_and_word, file };
 
-struct Command {
+struct RingPart {
   const char *name;
   const char *help;
   Task (*task)(const RingOptions &);
-  Takes arguments;
+  Besides arguments;
 };
-constexpr std::array COMMANDS{
-    Command{"show", "Show a whole ring, in words", show_task, Takes::none},
-    Command{"get", "Show single bits and fields", get_task, Takes::places},
-    Command{"set", "Change a field, and nothing else of the ring", set_task, Takes::place_and_word},
-    Command{"save", "Save a ring of one chip in a file: big-endian words, or text where its name ends with .txt",
-            save_task, Takes::file},
-    Command{"restore", "Write a ring from a file that 'ring save' wrote", restore_task, Takes::file},
+constexpr std::array PARTS{
+    RingPart{"show", "Show a whole ring, in words", show_task, Besides::nothing},
+    RingPart{"get", "Show single bits and fields", get_task, Besides::places},
+    RingPart{"set", "Change a field, and nothing else of the ring", set_task, Besides::place_and_word},
+    RingPart{"save", "Save a ring of one chip in a file: big-endian words, or text where its name ends with .txt",
+             save_task, Besides::file},
+    RingPart{"restore", "Write a ring from a file that 'ring save' wrote", restore_task, Besides::file},
 };
 
 constexpr const char *PLACE_HELP =
     "Bits of the ring: 197 is one, 2698+8 are eight from there on, 231-200 those from the one to the other, the first "
     "being the most significant; above 0x7FFFF a ring bit address";
 
-void add_arguments(CLI::App &command, RingOptions &options, Takes arguments) {
-  command.add_option("RING", options.ring, "Ring code, 0 to 0xFF")->option_text("(required)")->required();
-  if (arguments == Takes::places)
-    command.add_option("BITS", options.places, PLACE_HELP)->option_text("BITS... (required)")->required();
-  if (arguments == Takes::place_and_word) {
-    command.add_option("BITS", options.place, PLACE_HELP)->option_text("(required)")->required();
-    command.add_option("WORD", options.word, "Their new value")->option_text("(required)")->required();
+void add_arguments(Command &command, RingOptions &options, Besides arguments) {
+  command.add("RING", options.ring, Takes::ring, "Ring code, 0 to 0xFF")->required();
+  if (arguments == Besides::places)
+    command.add("BITS", options.places, Takes::ring_bits, PLACE_HELP)->required();
+  if (arguments == Besides::place_and_word) {
+    command.add("BITS", options.place, Takes::ring_bits, PLACE_HELP)->required();
+    command.add("WORD", options.word, Takes::word, "Their new value")->required();
   }
-  if (arguments == Takes::file)
-    command.add_option("FILE", options.file, "File that keeps the ring")->option_text("(required)")->required();
+  if (arguments == Besides::file)
+    command.add("FILE", options.file, Takes::file, "File that keeps the ring")->required();
 }
 
-void add(CLI::App &group, Action &action, const Command &row) {
-  CLI::App *const command = group.add_subcommand(row.name, row.help);
+void add(Command &group, Action &action, const RingPart &row) {
+  Command *const command = group.add_command(row.name, {.summary = row.help});
   const auto options = std::make_shared<RingOptions>();
   add_arguments(*command, *options, row.arguments);
   add_direct_options(*command, options->direct);
@@ -241,23 +241,20 @@ ExitStatus restore_open() {
 
 }  // namespace
 
-void add_ring(CLI::App &app, Action &action) {
-  CLI::App *const group =
-      app.add_subcommand("ring", "Work on the scan rings of chips: show, get, set, save, restore, restore-open");
+void add_ring(Command &program, Action &action) {
+  Command *const group = program.add_command(
+      "ring",
+      {.summary = "Work on the scan rings of chips: show, get, set, save, restore, restore-open",
+       .examples = {"mcrhost ring show 0x56 --unit cpu:0.0", "mcrhost ring get 0x3C 197 2698+8 231-200 --unit cpu",
+                    "mcrhost ring get 0x3D 0x71E80A8A --unit cpu:0.0",
+                    "mcrhost ring set 0x3C 2698+8 0xA5 --unit cpu:0.0 --state bench.state",
+                    "mcrhost ring save 0x3C before.ring --unit cpu:0.0 --state bench.state",
+                    "mcrhost ring restore 0x3C before.ring --unit cpu:0.0 --state bench.state"},
+       .endings = DIRECT_ENDINGS});
   group->require_subcommand(1);
-  group->footer(
-      "Examples:\n"
-      "  mcrhost ring show 0x56 --unit cpu:0.0\n"
-      "  mcrhost ring get 0x3C 197 2698+8 231-200 --unit cpu\n"
-      "  mcrhost ring get 0x3D 0x71E80A8A --unit cpu:0.0\n"
-      "  mcrhost ring set 0x3C 2698+8 0xA5 --unit cpu:0.0 --state bench.state\n"
-      "  mcrhost ring save 0x3C before.ring --unit cpu:0.0 --state bench.state\n"
-      "  mcrhost ring restore 0x3C before.ring --unit cpu:0.0 --state bench.state\n"
-      "\n"
-      "Ends with 0 when every chip answered, 1 when one failed, 2 for wrong usage.");
-  for (const Command &row : COMMANDS)
+  for (const RingPart &row : PARTS)
     add(*group, action, row);
-  group->add_subcommand("restore-open", "In the shell: put back what rings held that a run left open")
+  group->add_command("restore-open", {.summary = "In the shell: put back what rings held that a run left open"})
       ->callback([&action] { action = restore_open; });
 }
 

@@ -184,26 +184,27 @@ class RunCommand {
 
 }  // namespace
 
-void add_run(CLI::App &app, Action &action) {
-  CLI::App *const command = app.add_subcommand("run", "Run a macro on units and print what it found");
+void add_run(Command &program, Action &action) {
+  Command *const command = program.add_command(
+      "run",
+      {.summary = "Run a macro on units and print what it found",
+       .examples = {"mcrhost run cp_9A10_0101 --unit cpu:0.1",
+                    "mcrhost run cp_9A12_0101 --unit cpu:0.0 group=1 index=5",
+                    "mcrhost run cp_9A12_0101 --unit cpu:0.0 --rw write group=1 index=5 value=0x12345",
+                    "mcrhost run cp_9A12_0101 --unit cpu:0.0 --rw write --para 0x0D --data 0x12345",
+                    "mcrhost run 9A11 --unit cpu --keep-going --machine dead-chip --json",
+                    "mcrhost run cp_9A10_0101 --unit cpu:0.0 --unit cpu:1 --timeout 30",
+                    "mcrhost run cp_9A20_0101 --unit cpu:0.0 --para 0x10000001 --trace=calls.txt",
+                    "mcrhost run cp_9A12_0101 --unit cpu:0.0 --rw write --para 0x0D --data 0x12345 --state bench.state "
+                    "--dry-run",
+                    "mcrhost run cp_9A10_0101 --unit cpu:0.0 --data-out before.bin",
+                    "mcrhost run cp_9A10_0101 --unit cpu:0.0 --expect before.bin --repeat 100"},
+       .paragraphs = {"A unit of several chips is run on each chip alone, unless the macro takes all of them at once "
+                      "('mcrhost show MACRO' tells).  Ctrl-C stops at the next primitive call, a second one at once."},
+       .endings = Endings{.ok = "every run ended without failure",
+                          .failed = "a run failed, found something, ran past an area it was given, or was stopped"}});
   const auto options = std::make_shared<RunOptions>();
   add_run_options(*command, *options);
-  command->footer(
-      "Examples:\n"
-      "  mcrhost run cp_9A10_0101 --unit cpu:0.1\n"
-      "  mcrhost run cp_9A12_0101 --unit cpu:0.0 group=1 index=5\n"
-      "  mcrhost run cp_9A12_0101 --unit cpu:0.0 --rw write group=1 index=5 value=0x12345\n"
-      "  mcrhost run cp_9A12_0101 --unit cpu:0.0 --rw write --para 0x0D --data 0x12345\n"
-      "  mcrhost run 9A11 --unit cpu --keep-going --machine dead-chip --json\n"
-      "  mcrhost run cp_9A10_0101 --unit cpu:0.0 --unit cpu:1 --timeout 30\n"
-      "  mcrhost run cp_9A20_0101 --unit cpu:0.0 --para 0x10000001 --trace=calls.txt\n"
-      "  mcrhost run cp_9A12_0101 --unit cpu:0.0 --rw write --para 0x0D --data 0x12345 --state bench.state --dry-run\n"
-      "  mcrhost run cp_9A10_0101 --unit cpu:0.0 --data-out before.bin\n"
-      "  mcrhost run cp_9A10_0101 --unit cpu:0.0 --expect before.bin --repeat 100\n"
-      "\n"
-      "A unit of several chips is run on each chip alone, unless the macro takes all of them at once ('mcrhost show\n"
-      "MACRO' tells).  Ctrl-C stops at the next primitive call, a second one at once.\n"
-      "Ends with 0 when every run ended without failure, 1 when one failed or found something, 2 for wrong usage.");
   command->callback([options, &action] { action = [options] { return RunCommand{*options}.run(); }; });
 }
 

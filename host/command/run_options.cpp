@@ -41,19 +41,17 @@ macro_word times_of(const RunOptions &options) {
   return times;
 }
 
-void add_unit_options(CLI::App &command, RunOptions &options) {
+void add_unit_options(Command &command, RunOptions &options) {
   command
-      .add_option(
-          "--unit", options.units,
-          "Unit to work on, may be repeated: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, or * for all "
-          "there are; kinds are cpu, mac, sc, xb, ioc, sp; places are joined by +")
-      ->option_text("UNIT")
+      .add("--unit", options.units, Takes::unit,
+           "Unit to work on, may be repeated: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, or * for all "
+           "there are; kinds are cpu, mac, sc, xb, ioc, sp; places are joined by +")
       ->allow_extra_args(false);
-  command.add_option("--unit-type", options.unit_type, "The unit in words: _UNIT_TYPE")->option_text("N");
-  command.add_option("--unit-no", options.unit_number, "The unit in words: _UNIT_NO, a board mask")->option_text("N");
+  command.add("--unit-type", options.unit_type, Takes::number, "The unit in words: _UNIT_TYPE");
+  command.add("--unit-no", options.unit_number, Takes::number, "The unit in words: _UNIT_NO, a board mask");
   command
-      .add_option("--mring", options.mring, "The unit in words: _MRING, a word for each board from 0, missing ones 0")
-      ->option_text("W...")
+      .add("--mring", options.mring, Takes::word,
+           "The unit in words: _MRING, a word for each board from 0, missing ones 0")
       ->delimiter(',');
   CLI::Option *const together = command.add_flag(
       "--together", options.together, "Run on all chips of a unit at once, also a macro that is usually run on each");
@@ -63,46 +61,33 @@ void add_unit_options(CLI::App &command, RunOptions &options) {
   command.add_flag("--keep-going", options.keep_going, "Go on with the next unit when a run does not go well");
 }
 
-void add_word_options(CLI::App &command, RunOptions &options) {
+void add_word_options(Command &command, RunOptions &options) {
+  command.add("--rw", options.text.rw, Takes::direction,
+              "Direction: read (1, the default), write (2), none (-1), a name that the macro has, or a number");
   command
-      .add_option("--rw", options.text.rw,
-                  "Direction: read (1, the default), write (2), none (-1), a name that the macro has, or a number")
-      ->option_text("DIRECTION");
-  command
-      .add_option("--para", options.text.para,
-                  "Words of _PARA, decimal, 0x hexadecimal or negative; missing ones are 0")
-      ->option_text("W...")
+      .add("--para", options.text.para, Takes::word,
+           "Words of _PARA, decimal, 0x hexadecimal or negative; missing ones are 0")
       ->delimiter(',');
-  command.add_option("--data", options.text.data, "First words of _DATA")->option_text("W...")->delimiter(',');
-  command
-      .add_option("--data-words", options.text.data_words,
-                  fmt::format("Size of _DATA in words (default {})", DEFAULT_DATA_WORDS))
-      ->option_text("N");
-  command
-      .add_option("--data-in", options.text.data_in,
-                  "File that keeps the first words of _DATA: big-endian, or text where its name ends with .txt")
-      ->option_text("FILE");
-  command
-      .add_option("--data-out", options.data_out,
-                  "File to write the words of _DATA to when the run is over; one unit only")
-      ->option_text("FILE");
+  command.add("--data", options.text.data, Takes::word, "First words of _DATA")->delimiter(',');
+  command.add("--data-words", options.text.data_words, Takes::number,
+              fmt::format("Size of _DATA in words (default {})", DEFAULT_DATA_WORDS));
+  command.add("--data-in", options.text.data_in, Takes::file,
+              "File that keeps the first words of _DATA: big-endian, or text where its name ends with .txt");
+  command.add("--data-out", options.data_out, Takes::file,
+              "File to write the words of _DATA to when the run is over; one unit only");
 }
 
-void add_check_options(CLI::App &command, RunOptions &options) {
+void add_check_options(Command &command, RunOptions &options) {
   command
-      .add_option("--expect", options.expect,
-                  "What the first words of _DATA should be: words, or a file that keeps them; ends with 1 where not")
-      ->option_text("FILE|W...")
+      .add("--expect", options.expect, Takes::file_or_words,
+           "What the first words of _DATA should be: words, or a file that keeps them; ends with 1 where not")
       ->delimiter(',');
   command
-      .add_option("--mask", options.masks,
-                  "Bits that --expect compares: one word for all, or one for each (default all)")
-      ->option_text("W...")
+      .add("--mask", options.masks, Takes::word,
+           "Bits that --expect compares: one word for all, or one for each (default all)")
       ->delimiter(',');
-  command
-      .add_option("--repeat", options.repeat,
-                  "Run so often on each unit, or until a run does not go well; the last one is shown")
-      ->option_text("N");
+  command.add("--repeat", options.repeat, Takes::number,
+              "Run so often on each unit, or until a run does not go well; the last one is shown");
   command.add_flag("--dry-run", options.dry_run,
                    "Run on a copy of the machine, and print every write that would be made; nothing is changed");
   CLI::Option *const restore =
@@ -116,21 +101,17 @@ void add_check_options(CLI::App &command, RunOptions &options) {
 
 }  // namespace
 
-void add_run_options(CLI::App &command, RunOptions &options) {
-  command.add_option("MACRO", options.text.macro, "Name of the macro, or its test number: cp_9A10_0101, 9A10")
-      ->option_text("(required)")
+void add_run_options(Command &command, RunOptions &options) {
+  command.add("MACRO", options.text.macro, Takes::macro, "Name of the macro, or its test number: cp_9A10_0101, 9A10")
       ->required();
-  command
-      .add_option("FIELD", options.text.fields,
-                  "Fields of the parameters by their names: group=2 index=5; 'mcrhost show MACRO' tells them")
-      ->option_text("NAME=VALUE...");
+  command.add("FIELD", options.text.fields, Takes::field,
+              "Fields of the parameters by their names: group=2 index=5; 'mcrhost show MACRO' tells them");
   add_unit_options(command, options);
   add_word_options(command, options);
   add_check_options(command, options);
   command.add_flag("--raw", options.raw, "Print _DATA in words, without the names of the catalogue");
   add_catalogue_option(command, options.catalogue);
-  command.add_flag(fmt::format("--trace{{{}}}", STANDARD_ERROR), options.trace,
-                   "Write a line for every primitive call to standard error, or with --trace=FILE to a file");
+  add_trace_option(command, options.trace);
   add_timeout_option(command, options.timeout);
   add_progress_option(command, options.progress);
   add_state_option(command, options.common);

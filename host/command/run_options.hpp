@@ -37,7 +37,7 @@ struct RunOptions {
 };
 
 /// Adds all of them to the command.
-void add_run_options(CLI::App &command, RunOptions &options);
+void add_run_options(Command &command, RunOptions &options);
 
 /// The units that the macro is run on, one after another: single chips, unless it takes all chips of a unit together or
 /// the options want it so.

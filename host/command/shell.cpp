@@ -101,40 +101,38 @@ ExitStatus shell(const ShellOptions &options) {
 
 }  // namespace
 
-void add_shell(CLI::App &app, Action &action) {
-  CLI::App *const command = app.add_subcommand("shell", "Run commands line after line on one machine");
+void add_shell(Command &program, Action &action) {
+  Command *const command = program.add_command(
+      "shell",
+      {.summary = "Run commands line after line on one machine",
+       .examples = {"mcrhost shell", "mcrhost shell --machine large --state bench.state",
+                    "mcrhost shell < bring-up.txt", "echo 'ring show 0x56 --unit cpu:0.0' | mcrhost shell"},
+       .paragraphs = {
+           fmt::format("Lines are the commands of mcrhost, with or without its name; quotes and \\ are those of other "
+                       "shells, # begins a comment.  The options given here hold for all lines.  {}'help', 'exit' and "
+                       "Ctrl-D do what they say.",
+                       LineEditor::COMPLETES ? "Tab completes commands, options, macros, units, fields, values and "
+                                               "files; arrow keys and Ctrl-R bring earlier lines back; "
+                                             : ""),
+           "At a terminal it ends with 0.  Else it stops at the first line that does not end with 0, and ends as that "
+           "did."}});
   const auto options = std::make_shared<ShellOptions>();
   if (session() != nullptr)
-    command->group("");
+    command->hide();
   command->add_flag("--keep-going", options->keep_going,
                     "Where lines do not come from a terminal: go on after one that does not end with 0");
   add_machine_option(*command, options->common);
   add_state_option(*command, options->common);
   add_library_option(*command, options->common);
   add_catalogue_option(*command, options->catalogue);
-  const std::string keys = LineEditor::COMPLETES ? "  Tab completes commands, options, macros, units, fields,\n"
-                                                   "values and files; arrow keys and Ctrl-R bring earlier lines back; "
-                                                   "'help', 'exit' and Ctrl-D do what they say.\n"
-                                                 : "\n'help', 'exit' and Ctrl-D do what they say.\n";
-  command->footer(
-      "Examples:\n"
-      "  mcrhost shell\n"
-      "  mcrhost shell --machine large --state bench.state\n"
-      "  mcrhost shell < bring-up.txt\n"
-      "  echo 'ring show 0x56 --unit cpu:0.0' | mcrhost shell\n"
-      "\n"
-      "Lines are the commands of mcrhost, with or without its name; quotes and \\ are those of other shells, # begins "
-      "a\n"
-      "comment.  The options given here hold for all lines." + keys +
-      "\n"
-      "At a terminal it ends with 0.  Else it stops at the first line that does not end with 0, and ends as that did.");
   command->callback([options, &action] { action = [options] { return shell(*options); }; });
 }
 
-void add_session_commands(CLI::App &app, Action &action) {
-  app.add_subcommand(std::string{HELP_COMMAND}, "Show the commands, or 'help COMMAND' the options of one");
+void add_session_commands(Command &program, Action &action) {
+  program.add_command(std::string{HELP_COMMAND},
+                      {.summary = "Show the commands, or 'help COMMAND' the options of one"});
   for (const char *const name : {"exit", "quit"})
-    app.add_subcommand(name, "Leave the shell")->callback([&action] {
+    program.add_command(name, {.summary = "Leave the shell"})->callback([&action] {
       action = [] {
         session()->end();
         return ExitStatus::ok;

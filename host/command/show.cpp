@@ -31,19 +31,16 @@ ExitStatus show(const ShowOptions &options) {
 
 }  // namespace
 
-void add_show(CLI::App &app, Action &action) {
-  CLI::App *const command = app.add_subcommand("show", "Show what a macro does, takes and gives");
+void add_show(Command &program, Action &action) {
+  Command *const command =
+      program.add_command("show", {.summary = "Show what a macro does, takes and gives",
+                                   .examples = {"mcrhost show cp_9A12_0101", "mcrhost show 9A12 --json"}});
   const auto options = std::make_shared<ShowOptions>();
-  command->add_option("MACRO", options->macro, "Name of the macro, or its test number: cp_9A10_0101, 9A10")
-      ->option_text("(required)")
+  command->add("MACRO", options->macro, Takes::macro, "Name of the macro, or its test number: cp_9A10_0101, 9A10")
       ->required();
   add_library_option(*command, options->common);
   command->add_flag("--json", options->common.json, "Print one JSON object instead of text");
   add_catalogue_option(*command, options->catalogue);
-  command->footer(
-      "Examples:\n"
-      "  mcrhost show cp_9A12_0101\n"
-      "  mcrhost show 9A12 --json");
   command->callback([options, &action] { action = [options] { return show(*options); }; });
 }
 

@@ -216,19 +216,14 @@ ExitStatus units(const UnitsOptions &options) {
 
 }  // namespace
 
-void add_units(CLI::App &app, Action &action) {
-  CLI::App *const command =
-      app.add_subcommand("units", "Show what a machine consists of: boards, chips, rings, arrays, registers");
+void add_units(Command &program, Action &action) {
+  Command *const command = program.add_command(
+      "units", {.summary = "Show what a machine consists of: boards, chips, rings, arrays, registers",
+                .examples = {"mcrhost units", "mcrhost units cpu:0.0", "mcrhost units --machine large --json"},
+                .paragraphs = {"Chips that consist of the same parts are shown once."}});
   const auto options = std::make_shared<UnitsOptions>();
-  command->add_option("UNIT", options->unit, "Show these chips only, for example cpu:0.1 or mac")->option_text(" ");
+  command->add("UNIT", options->unit, Takes::unit, "Show these chips only, for example cpu:0.1 or mac");
   add_machine_options(*command, options->common);
-  command->footer(
-      "Examples:\n"
-      "  mcrhost units\n"
-      "  mcrhost units cpu:0.0\n"
-      "  mcrhost units --machine large --json\n"
-      "\n"
-      "Chips that consist of the same parts are shown once.");
   command->callback([options, &action] { action = [options] { return units(*options); }; });
 }
 
