@@ -69,8 +69,8 @@ CRASHES = [
 # Wrong input: one line on standard error, with what was wrong and what would be right.
 NO_SUCH_CPU = "this machine has no such cpu; it has cpu:0-1.0-1"
 MISUSES = [
-    ("", "a command is missing; the commands are list, show, run, units, jtag, ring, i2c, mbc, plan, shell"),
-    ("lst", "there is no command 'lst'; the commands are list, show, run, units, jtag, ring, i2c, mbc, plan, shell"),
+    ("", "a command is missing; the commands are list, show, run, units, jtag, ring, i2c, mbc, plan, shell, manual, reference"),
+    ("lst", "there is no command 'lst'; the commands are list, show, run, units, jtag, ring, i2c, mbc, plan, shell, manual, reference"),
     ("run --unit cpu", "MACRO is required ('mcrhost run --help' shows the options)"),
     ("run cp_9A10_0101", "the unit to run cp_9A10_0101 on is missing; give it as, for example, --unit cpu:0.0"),
     ("run cp_9A1O --unit cpu", "there is no macro 'cp_9A1O'; the nearest: cp_9A10_0101, cp_9A11_0101, cp_9A12_0101"),

@@ -56,6 +56,30 @@ class Manual(unittest.TestCase):
                     self.assertIn(text, shown)
 
 
+    def test_exit_statuses_are_told_alike(self):
+        """By the document, the page and the help of a command."""
+        for document, command in (("host", "run"), ("plans", "plan")):
+            with self.subTest(command):
+                text = (SOURCE / "docs" / f"{document}.md").read_text()
+                told = re.findall(r"^\| ([0-2]) \| (.*) \|$", text.split("| Exit status | Meaning |")[1], re.MULTILINE)[:3]
+                section = self.pages[f"mcrhost-{command}.1"].split(".SH EXIT STATUS\n")[1].split(".SH")[0]
+                shown = re.findall(r"\.TP\n\\fB(\d)\\fR\n(.*)\.\n", section)
+                self.assertEqual([(status, meaning[0].lower() + meaning[1:]) for status, meaning in shown], told)
+                helped = " ".join(mcrhost(f"{command} --help").stdout.split())
+                self.assertIn(f"Ends with 0 when {told[0][1]}, 1 when {told[1][1]}, 2 for wrong usage.", helped)
+
+    def test_parts_tell_what_is_common_once(self):
+        for command, common, own in (("ring", ["--trace[=FILE]", "--state FILE"], ["BITS", "BITS"]),
+                                     ("plan", ["--machine FILE", "--catalogue DIR"], ["--junit FILE", "--source"])):
+            page = run("groff", "-man", *WIDE, text=self.pages[f"mcrhost-{command}.1"])[1]
+            parts, shared = page.split("COMMON OPTIONS")
+            terms = [re.findall(r"^ {7}(\S.*?)(?: {2,}|$)", text, re.MULTILINE) for text in (parts, shared)]
+            for option in common:
+                self.assertEqual([text.count(option) for text in terms], [0, 1], (command, option))
+            for option in own:
+                self.assertEqual([text.count(option) for text in terms], [own.count(option), 0], (command, option))
+
+
 class Reference(unittest.TestCase):
     def test_it_is_up_to_date(self):
         folder = SOURCE / "docs" / "reference"

@@ -45,9 +45,10 @@ SCRIPTS = [
 
 # Lines that are refused, and what is said.
 MISUSES = [
-    ("lst", "there is no command 'lst'; the commands are list, show, run, units, jtag, ring, i2c, mbc, plan, help, exit, quit"),
-    ("help lst", "help: there is no command 'lst'; the commands are list, show, run, units, jtag, ring, i2c, mbc, plan, help, "
-                 "exit, quit"),
+    ("lst", "there is no command 'lst'; the commands are list, show, run, units, jtag, ring, i2c, mbc, plan, reference, help, "
+            "exit, quit"),
+    ("help lst", "help: there is no command 'lst'; the commands are list, show, run, units, jtag, ring, i2c, mbc, plan, "
+                 "reference, help, exit, quit"),
     ("show 'cp_9A12", "the quote 'cp_9A12 is not closed"),
     ("show cp_9A12 \\", "nothing follows the \\ at the end of the line"),
     ("shell", "this is a shell already; 'exit' leaves it"),
