@@ -29,6 +29,10 @@ struct Row {
 
 /// In a folder with files of its own.
 class Completion : public testing::Test {
+ public:
+  Completion(const Completion &) = delete;
+  Completion &operator=(const Completion &) = delete;
+
  protected:
   Completion() {
     std::filesystem::create_directories(folder_ / "plans");
@@ -40,8 +44,6 @@ class Completion : public testing::Test {
     std::filesystem::current_path(before_);
     std::filesystem::remove_all(folder_);
   }
-  Completion(const Completion &) = delete;
-  Completion &operator=(const Completion &) = delete;
 
   static void check(const std::vector<Row> &rows) {
     for (const Row &row : rows)

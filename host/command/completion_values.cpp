@@ -12,6 +12,7 @@
 #include "engine/run/library.hpp"
 #include "engine/text/words.hpp"
 #include "engine/unit/selection.hpp"
+#include "host/command/options.hpp"
 #include "scdb/session.hpp"
 
 namespace host {
