@@ -82,22 +82,23 @@ class Input {
 /// last one is poisoned, so that every access outside ends the run, reading or writing.
 class Area {
  public:
-  Area(std::string_view name, std::size_t most) : pages_{name, whole_pages(most)} {}
-  ~Area() { __asan_unpoison_memory_region(pages_.words().data(), pages_.words().size_bytes()); }
+  explicit Area(std::string_view name, std::size_t most, engine::AreaUse use = engine::AreaUse::read_and_write)
+      : pages_{name, whole_pages(most), use} {}
+  ~Area() { __asan_unpoison_memory_region(pages_.address(), pages_.words().size_bytes()); }
   Area(const Area &) = delete;
   Area &operator=(const Area &) = delete;
 
-  /// @param words  not more than there are.  @return the area, its words as they were.
+  /// @param words  not more than there are.  @return the area as the macro gets it, its words as they were.
   [[nodiscard]] macro_word *begin(std::size_t words) {
-    const std::span<macro_word> all = pages_.words();
-    const std::span<macro_word> behind = all.subspan(words);
-    __asan_unpoison_memory_region(all.data(), all.size_bytes());
-    __asan_poison_memory_region(behind.data(), behind.size_bytes());
-    return all.data();
+    const std::size_t all = pages_.words().size();
+    macro_word *const first = pages_.address();
+    __asan_unpoison_memory_region(first, all * sizeof(macro_word));
+    __asan_poison_memory_region(first + words, (all - words) * sizeof(macro_word));
+    return first;
   }
 
-  /// From now on every write ends the run, too.
-  void protect() { pages_.protect(); }
+  /// Its words where they can be written, also when the macro may only read them.
+  [[nodiscard]] std::span<macro_word> own(std::size_t words) { return pages_.words().first(words); }
 
  private:
   /// Words that fill their pages lie against the guards on both sides.

@@ -144,9 +144,9 @@ struct Row {
 std::vector<Row> every_macro() {
   scdb::load_macro_library(MACRO_LIBRARY);
   std::vector<Row> rows;
-  for (engine::Family &family : engine::Catalogue({}).families())
-    for (engine::MacroEntry &entry : family.macros)
-      rows.push_back({scdb::find_macro(entry.name), std::move(entry)});
+  for (const auto &family : engine::Catalogue({}).families())
+    for (const engine::MacroEntry &entry : family->macros)
+      rows.push_back({scdb::find_macro(entry.name), entry});
   fuzz::require(rows.size() == scdb::macros().size(), "every macro has its entry");
   return rows;
 }
@@ -158,11 +158,8 @@ const Row *row_of(const std::vector<Row> &rows, const scdb::Macro *macro) {
 
 /// Words of _DATA that the macro may use.  What a direction does that it does not list can be anything.
 std::size_t data_words(const engine::MacroEntry &entry, macro_word rw, std::span<const macro_word> para) {
-  const engine::Arguments arguments{entry, rw, para};
-  if (arguments.direction() == nullptr && !entry.directions.empty() && !entry.otherwise.empty())
-    return engine::DEFAULT_DATA_WORDS;
-  const std::size_t words = std::max(arguments.data_words(true), arguments.data_words(false));
-  return std::clamp<std::size_t>(words, 1, engine::DEFAULT_DATA_WORDS);
+  const std::optional<std::size_t> words = engine::Arguments{entry, rw, para}.area_words();
+  return std::min(words.value_or(engine::DEFAULT_DATA_WORDS), engine::DEFAULT_DATA_WORDS);
 }
 
 /// A macro that calls the one that its parameters name has two words of its own for that one's results: the host lets
@@ -216,20 +213,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
                             : entry.directions[input.byte() % entry.directions.size()].rw;
 
   // Read-only for the macro.
-  fuzz::Area para_area{"_PARA", engine::LEAST_PARA_WORDS};
-  fuzz::Area mring_area{"_MRING", MRING_WORDS};
-  const std::span<macro_word> para{para_area.begin(engine::LEAST_PARA_WORDS), engine::LEAST_PARA_WORDS};
-  macro_word *const mring = mring_area.begin(MRING_WORDS);
+  fuzz::Area para_area{"_PARA", engine::LEAST_PARA_WORDS, engine::AreaUse::read};
+  fuzz::Area mring_area{"_MRING", MRING_WORDS, engine::AreaUse::read};
+  const std::span<macro_word> para = para_area.own(engine::LEAST_PARA_WORDS);
   for (const engine::Parameter &parameter : entry.parameters)
     if (parameter.word < para.size()) {
       macro_word &word = para[parameter.word];
       word = parameter.bits.put(word, para_word(input, parameter));
     }
-  std::ranges::copy(unit.mring, mring);
+  std::ranges::copy(unit.mring, mring_area.own(MRING_WORDS).begin());
   if (calls_too_much(rows, entry, rw, para))
     return 0;
-  para_area.protect();
-  mring_area.protect();
 
   const std::size_t words = data_words(entry, rw, para);
   macro_word *const data = data_area.begin(words);
@@ -247,7 +241,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
   const scdb::Observing observing{limit};
   const scdb::Substitute substitute{std::make_unique<AnyMachine>(input)};
   scdb::begin_run();
-  macro->entry(unit.type, unit.number, mring, rw, para.data(), data, err, exp);
+  macro->entry(unit.type, unit.number, mring_area.begin(MRING_WORDS), rw, para_area.begin(engine::LEAST_PARA_WORDS),
+               data, err, exp);
 
   fuzz::require(_RETURN != MACRO_FAILED || err[0] != BACKGROUND, "a failure is recorded");
   scdb::forget_open_rings();

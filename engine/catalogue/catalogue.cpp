@@ -17,7 +17,7 @@ std::string text_of_file(const std::filesystem::path &path) {
   std::ifstream file{path, std::ios::binary};
   std::string text{std::istreambuf_iterator<char>{file}, {}};
   if (!file)
-    throw InputError(fmt::format("--catalogue: cannot read '{}'", path.string()));
+    throw InputError{Subject::catalogue, fmt::format("cannot read '{}'", path.string())};
   return text;
 }
 
@@ -25,22 +25,22 @@ std::string text_of_file(const std::filesystem::path &path) {
 
 unsigned DataField::width() const {
   unsigned width = 0;
-  for (const Part &part : parts)
-    width += part.bits.width();
+  for (const Piece &piece : pieces)
+    width += piece.bits.width();
   return width;
 }
 
-bool When::with(const Direction *direction) const {
+bool When::with(const MacroDirection *direction) const {
   return always || (direction != nullptr && std::ranges::find(directions, direction->name) != directions.end());
 }
 
-const Direction *MacroEntry::direction(macro_word rw) const {
-  const auto found = std::ranges::find(directions, rw, &Direction::rw);
+const MacroDirection *MacroEntry::direction(macro_word rw) const {
+  const auto found = std::ranges::find(directions, rw, &MacroDirection::rw);
   return found == directions.end() ? nullptr : &*found;
 }
 
-const Direction *MacroEntry::direction(std::string_view direction_name) const {
-  const auto found = std::ranges::find(directions, direction_name, &Direction::name);
+const MacroDirection *MacroEntry::direction(std::string_view direction_name) const {
+  const auto found = std::ranges::find(directions, direction_name, &MacroDirection::name);
   return found == directions.end() ? nullptr : &*found;
 }
 
@@ -52,41 +52,49 @@ std::string_view MacroEntry::title_of_sub_code(macro_word subcode) const {
 Catalogue::Catalogue(const std::string &folder) {
   if (folder.empty()) {
     for (const Embedded &file : embedded_files())
-      files_.push_back({std::string{file.name}, fmt::format("catalogue/{}.toml", file.name), std::string{file.text}});
+      files_.push_back({std::string{file.name}, fmt::format("catalogue/{}.toml", file.name), std::string{file.text}, {}});
   } else {
     std::error_code error;
     for (std::filesystem::directory_iterator at{folder, error}, end; !error && at != end; at.increment(error))
       if (at->path().extension() == ".toml")
-        files_.push_back({at->path().stem().string(), at->path().string(), text_of_file(at->path())});
+        files_.push_back({at->path().stem().string(), at->path().string(), text_of_file(at->path()), {}});
     if (error)
-      throw InputError(fmt::format("--catalogue: cannot read the folder '{}': {}", folder, error.message()));
+      throw InputError{Subject::catalogue, fmt::format("cannot read the folder '{}': {}", folder, error.message())};
     if (files_.empty())
-      throw InputError(fmt::format("--catalogue: there is no .toml file in '{}'", folder));
+      throw InputError{Subject::catalogue, fmt::format("there is no .toml file in '{}'", folder)};
   }
   std::ranges::sort(files_, {}, &File::name);
   // What others wrote is looked at as a whole, so that no mistake hides in a file that is not asked for.
   if (!folder.empty())
     for (const File &file : files_)
-      static_cast<void>(read_family(file.text, file.origin, file.name));
+      static_cast<void>(file.read());
 }
 
-std::optional<MacroEntry> Catalogue::find(std::string_view macro) const {
+const std::shared_ptr<const Family> &Catalogue::File::read() const {
+  if (!family)
+    family = std::make_shared<const Family>(read_family(text, origin, name));
+  return family;
+}
+
+std::shared_ptr<const MacroEntry> Catalogue::find(std::string_view macro) const {
   const std::string quoted = fmt::format("\"{}\"", macro);
   for (const File &file : files_) {
     if (file.text.find(quoted) == std::string::npos)
       continue;
-    Family family = read_family(file.text, file.origin, file.name);
-    const auto found = std::ranges::find(family.macros, macro, &MacroEntry::name);
-    if (found != family.macros.end())
-      return std::move(*found);
+    const std::shared_ptr<const Family> &family = file.read();
+    const auto found = std::ranges::find(family->macros, macro, &MacroEntry::name);
+    // The entry lives as long as its family.
+    if (found != family->macros.end())
+      return {family, &*found};
   }
-  return std::nullopt;
+  return nullptr;
 }
 
-std::vector<Family> Catalogue::families() const {
-  std::vector<Family> families;
+std::vector<std::shared_ptr<const Family>> Catalogue::families() const {
+  std::vector<std::shared_ptr<const Family>> families;
+  families.reserve(files_.size());
   for (const File &file : files_)
-    families.push_back(read_family(file.text, file.origin, file.name));
+    families.push_back(file.read());
   return families;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -64,7 +65,7 @@ struct Scope {
 };
 
 /// A value of _RW.
-struct Direction {
+struct MacroDirection {
   macro_word rw = 0;
   std::string name;
   std::string title;
@@ -99,13 +100,13 @@ enum class SyndromeCode : std::uint8_t { front, behind, tag };
 
 /// A field of a record of _DATA.
 struct DataField {
-  struct Part {
+  struct Piece {
     std::size_t word = 0;
     Bits bits;
   };
   std::string name;
   std::string title;
-  std::vector<Part> parts;  ///< the most significant first, 64 bits at most
+  std::vector<Piece> pieces;  ///< the most significant first, 64 bits at most
   FieldKind kind = FieldKind::hex;
   SyndromeCode code = SyndromeCode::front;
   std::vector<NamedValue> values;
@@ -164,7 +165,7 @@ struct When {
 
   [[nodiscard]] bool never() const { return !always && directions.empty(); }
   /// @param direction  null for one that the entry does not list.
-  [[nodiscard]] bool with(const Direction *direction) const;
+  [[nodiscard]] bool with(const MacroDirection *direction) const;
 };
 
 struct MacroEntry {
@@ -179,14 +180,14 @@ struct MacroEntry {
   std::vector<unsigned> calls;
   std::vector<AccessCount> accesses;
   std::string otherwise;  ///< what a direction does that is not listed; empty: nothing
-  std::vector<Direction> directions;
+  std::vector<MacroDirection> directions;
   std::vector<Parameter> parameters;
   std::vector<DataBlock> data;
   std::vector<Refusal> errors;
   std::vector<FindingRule> findings;
 
-  [[nodiscard]] const Direction *direction(macro_word rw) const;
-  [[nodiscard]] const Direction *direction(std::string_view direction_name) const;
+  [[nodiscard]] const MacroDirection *direction(macro_word rw) const;
+  [[nodiscard]] const MacroDirection *direction(std::string_view direction_name) const;
   /// The meaning of a sub-code with this macro; empty where the entry does not tell.
   [[nodiscard]] std::string_view title_of_sub_code(macro_word subcode) const;
 };
@@ -211,18 +212,22 @@ class Catalogue {
   /// @throw InputError when the folder has no catalogue files, or one cannot be read.
   explicit Catalogue(const std::string &folder);
 
-  /// The entry of a macro, if there is one.  Only files that mention the macro are taken apart.
+  /// The entry of a macro, null where there is none.  Only files that mention the macro are taken apart, each of them
+  /// once.
   /// @throw InputError
-  [[nodiscard]] std::optional<MacroEntry> find(std::string_view macro) const;
+  [[nodiscard]] std::shared_ptr<const MacroEntry> find(std::string_view macro) const;
   /// All families, ordered by name.
   /// @throw InputError
-  [[nodiscard]] std::vector<Family> families() const;
+  [[nodiscard]] std::vector<std::shared_ptr<const Family>> families() const;
 
  private:
   struct File {
     std::string name;
     std::string origin;
     std::string text;
+    mutable std::shared_ptr<const Family> family;  ///< null until somebody asks for it
+
+    [[nodiscard]] const std::shared_ptr<const Family> &read() const;
   };
   std::vector<File> files_;
 };

@@ -39,46 +39,8 @@ std::uint64_t syndrome_of_data_bit(const Code &code, unsigned bit) {
   return syndrome;
 }
 
-std::string name_of_record(const DataBlock &block, std::size_t index, std::size_t count, std::int64_t number) {
-  if (index < block.labels.size())
-    return block.labels[index];
-  return count == 1 && block.count.text() == "1" ? block.name : fmt::format("{} {}", block.name, number);
-}
-
-std::optional<std::uint64_t> value_of(const DataField &field, const DataWords &record) {
-  std::uint64_t value = 0;
-  for (const DataField::Part &part : field.parts) {
-    if (part.word >= record.size() || !record[part.word])
-      return std::nullopt;
-    value = value << part.bits.width() | part.bits.get(*record[part.word]);
-  }
-  return value;
-}
-
-std::optional<macro_word> word_at(const DataWords &data, std::size_t index) {
+std::optional<macro_word> word_at(DataView data, std::size_t index) {
   return index < data.size() ? data[index] : std::nullopt;
-}
-
-DecodedBlock decode_block(const DataBlock &block, const Arguments &arguments, const DataWords &data) {
-  const std::size_t start = arguments.size(block.start);
-  const std::size_t size = arguments.size(block.size);
-  const std::size_t count = arguments.size(block.count);
-  const std::int64_t first = arguments.value(block.number);
-  const std::int64_t modulo = block.modulo ? std::max<std::int64_t>(arguments.value(*block.modulo), 1) : INT64_MAX;
-  DecodedBlock decoded{&block, {}};
-  for (std::size_t i = 0; i < count && start + i * size < data.size(); ++i) {
-    DecodedRecord record;
-    record.start = start + i * size;
-    for (std::size_t word = 0; word < size; ++word)
-      record.words.push_back(word_at(data, record.start + word));
-    if (std::ranges::none_of(record.words, [](const auto &word) { return word.has_value(); }))
-      continue;
-    record.name = name_of_record(block, i, count, (first + static_cast<std::int64_t>(i)) % modulo);
-    for (const DataField &field : block.fields)
-      record.fields.push_back({&field, value_of(field, record.words)});
-    decoded.records.push_back(std::move(record));
-  }
-  return decoded;
 }
 
 std::string text_of_flags(const std::vector<Flag> &flags, std::uint64_t value) {
@@ -108,58 +70,114 @@ bool found(const FindingRule &rule, std::optional<std::uint64_t> value) {
   return value && (rule.equals ? *value == *rule.equals : *value != 0);
 }
 
-void add_findings_in_fields(const FindingRule &rule, const FindingField &place, const std::vector<DecodedBlock> &blocks,
+void add_findings_in_fields(const FindingRule &rule, const FindingField &place, std::span<const DecodedBlock> blocks,
                             std::vector<std::string> &findings) {
   for (const DecodedBlock &block : blocks) {
-    if (block.block->name != place.data)
+    if (block.layout().name != place.data)
       continue;
-    for (const DecodedRecord &record : block.records) {
-      if (place.field.empty() && found(rule, record.words.front()))
-        findings.push_back(fmt::format("{}: {} is {}", rule.title, record.name, hex(*record.words.front())));
-      for (const DecodedField &field : record.fields)
-        if (field.field->name == place.field && found(rule, field.value))
-          findings.push_back(record.name == field.field->name
-                                 ? fmt::format("{}: {}", rule.title, text_of(*field.field, *field.value))
-                                 : fmt::format("{}: {}, {} {}", rule.title, record.name, field.field->name,
-                                               text_of(*field.field, *field.value)));
+    const auto field = std::ranges::find(block.layout().fields, place.field, &DataField::name);
+    for (std::size_t i = 0; i < block.size(); ++i) {
+      const DecodedRecord record = block[i];
+      if (place.field.empty()) {
+        if (const std::optional<macro_word> word = record.word(0); found(rule, word))
+          findings.push_back(fmt::format("{}: {} is {}", rule.title, record.name(), hex(*word)));
+      } else if (field != block.layout().fields.end()) {
+        const std::optional<std::uint64_t> value = record.value(*field);
+        if (!found(rule, value))
+          continue;
+        const std::string name = record.name();
+        const std::string text = field_text(*field, *value);
+        findings.push_back(name == field->name ? fmt::format("{}: {}", rule.title, text)
+                                               : fmt::format("{}: {}, {} {}", rule.title, name, field->name, text));
+      }
     }
   }
 }
 
 }  // namespace
 
-std::vector<DecodedBlock> decode(const Arguments &arguments, const DataWords &data) {
+std::string DecodedRecord::name() const {
+  const DataBlock &layout = *block_.layout_;
+  if (index_ < layout.labels.size())
+    return layout.labels[index_];
+  if (block_.single_)
+    return layout.name;
+  return fmt::format("{} {}", layout.name, (block_.first_ + static_cast<std::int64_t>(index_)) % block_.modulo_);
+}
+
+std::size_t DecodedRecord::start() const {
+  return block_.start_ + index_ * block_.record_;
+}
+
+std::size_t DecodedRecord::size() const {
+  return block_.record_;
+}
+
+std::optional<macro_word> DecodedRecord::word(std::size_t index) const {
+  return word_at(block_.data_, start() + index);
+}
+
+std::optional<std::uint64_t> DecodedRecord::value(const DataField &field) const {
+  std::uint64_t value = 0;
+  for (const DataField::Piece &piece : field.pieces) {
+    const std::optional<macro_word> own = piece.word < size() ? word(piece.word) : std::nullopt;
+    if (!own)
+      return std::nullopt;
+    value = value << piece.bits.width() | piece.bits.get(*own);
+  }
+  return value;
+}
+
+DecodedBlock::DecodedBlock(const DataBlock &block, const Arguments &arguments, DataView data)
+    : layout_{&block},
+      data_{data},
+      start_{arguments.size(block.start)},
+      record_{arguments.size(block.size)},
+      first_{arguments.value(block.number)} {
+  if (block.modulo)
+    modulo_ = std::max<std::int64_t>(arguments.value(*block.modulo), 1);
+  const std::size_t count = arguments.size(block.count);
+  single_ = count == 1 && block.count.text() == "1" && block.labels.empty();
+  if (record_ == 0 || start_ >= data.size())
+    return;
+  const std::size_t within = std::min(count, (data.size() - start_ + record_ - 1) / record_);
+  written_.reserve(within);
+  for (std::size_t i = 0; i < within; ++i) {
+    const DataView words = data.subspan(start_ + i * record_, std::min(record_, data.size() - start_ - i * record_));
+    if (std::ranges::any_of(words, [](const std::optional<macro_word> &word) { return word.has_value(); }))
+      written_.push_back(static_cast<std::uint32_t>(i));
+  }
+}
+
+std::vector<DecodedBlock> decode(const Arguments &arguments, DataView data) {
   std::vector<DecodedBlock> blocks;
   for (const DataBlock &block : arguments.entry().data) {
     if (block.input || !arguments.applies(block))
       continue;
-    DecodedBlock decoded = decode_block(block, arguments, data);
-    if (!decoded.records.empty())
+    if (DecodedBlock decoded{block, arguments, data}; !decoded.empty())
       blocks.push_back(std::move(decoded));
   }
   return blocks;
 }
 
-std::vector<std::string> findings_of(const Arguments &arguments, const DataWords &data) {
+std::vector<std::string> findings_of(const Arguments &arguments, DataView data, std::span<const DecodedBlock> blocks) {
   std::vector<std::string> findings;
-  std::vector<DecodedBlock> blocks;
   for (const FindingRule &rule : arguments.entry().findings) {
     if (!arguments.applies(rule))
       continue;
-    if (const auto *const word = std::get_if<FindingWord>(&rule.place)) {
-      const std::optional<macro_word> value = word_at(data, word->index);
-      if (value && found(rule, *value & word->mask))
-        findings.push_back(fmt::format("{}: _DATA[{}] is {}", rule.title, word->index, hex(*value)));
+    const auto *const place = std::get_if<FindingWord>(&rule.place);
+    if (place == nullptr) {
+      add_findings_in_fields(rule, std::get<FindingField>(rule.place), blocks, findings);
       continue;
     }
-    if (blocks.empty())
-      blocks = decode(arguments, data);
-    add_findings_in_fields(rule, std::get<FindingField>(rule.place), blocks, findings);
+    const std::optional<macro_word> value = word_at(data, place->index);
+    if (value && found(rule, *value & place->mask))
+      findings.push_back(fmt::format("{}: _DATA[{}] is {}", rule.title, place->index, hex(*value)));
   }
   return findings;
 }
 
-std::string text_of(const DataField &field, std::uint64_t value) {
+std::string field_text(const DataField &field, std::uint64_t value) {
   for (const NamedValue &row : field.values)
     if (row.value == value)
       return row.title.empty() ? row.name : row.name.empty() ? row.title : fmt::format("{} ({})", row.name, row.title);

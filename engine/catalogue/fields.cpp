@@ -11,25 +11,19 @@
 namespace engine {
 namespace {
 
-/// The largest _DATA that an entry can describe, in words.
-constexpr std::int64_t MOST_WORDS = std::int64_t{1} << 24;
-
 struct Assignment {
-  std::string_view name;
-  std::string_view value;
+  const FieldValue *field;
   bool used = false;
+
+  [[nodiscard]] const std::string &name() const { return field->name; }
 };
 
-std::vector<Assignment> taken_apart(const std::vector<std::string> &texts) {
+std::vector<Assignment> assignments_of(const std::vector<FieldValue> &fields) {
   std::vector<Assignment> assignments;
-  for (const std::string_view text : texts) {
-    const std::size_t sign = text.find('=');
-    if (sign == std::string_view::npos || sign == 0)
-      throw InputError(fmt::format("'{}' gives no field; write NAME=VALUE", text));
-    const std::string_view name = text.substr(0, sign);
-    if (std::ranges::find(assignments, name, &Assignment::name) != assignments.end())
-      throw InputError(fmt::format("'{}' is given twice", name));
-    assignments.push_back({name, text.substr(sign + 1), false});
+  for (const FieldValue &field : fields) {
+    if (std::ranges::find(assignments, field.name, &Assignment::name) != assignments.end())
+      throw InputError(fmt::format("'{}' is given twice", field.name));
+    assignments.push_back({&field});
   }
   return assignments;
 }
@@ -45,7 +39,7 @@ std::vector<DataField> fields_to_give(const DataBlock &block) {
     return block.fields;
   DataField whole;
   whole.name = block.name;
-  whole.parts = {{}};
+  whole.pieces = {{}};
   return {whole};
 }
 bool can_be_given(const DataBlock &block) {
@@ -53,7 +47,7 @@ bool can_be_given(const DataBlock &block) {
   return block.input && is_one(block.count) && (!block.fields.empty() || is_one(block.size));
 }
 
-bool looked_at(const Scope &scope, const Direction *direction) {
+bool looked_at(const Scope &scope, const MacroDirection *direction) {
   return direction == nullptr || scope.directions.empty()
          || std::ranges::find(scope.directions, direction->name) != scope.directions.end();
 }
@@ -111,11 +105,18 @@ bool accepts(const Parameter &parameter, macro_word value, const Arguments &argu
          || std::ranges::find(parameter.values, value, &NamedValue::value) != parameter.values.end();
 }
 
-macro_word value_for(const Parameter &parameter, std::string_view text, const Arguments &arguments) {
-  const std::optional<macro_word> value = number_of(text, parameter.values, parameter.flags);
+std::optional<macro_word> number_of(const FieldValue &field, const std::vector<NamedValue> &values,
+                                    const std::vector<Flag> &flags) {
+  if (const macro_word *const number = std::get_if<macro_word>(&field.value))
+    return *number;
+  return number_of(std::get<std::string>(field.value), values, flags);
+}
+
+macro_word value_for(const Parameter &parameter, const FieldValue &field, const Arguments &arguments) {
+  const std::optional<macro_word> value = number_of(field, parameter.values, parameter.flags);
   if (!value || !accepts(parameter, *value, arguments))
-    throw InputError(fmt::format("{}={}: accepted are {}; --para gives other words to the macro", parameter.name, text,
-                                 accepted_by(parameter, &arguments)));
+    throw InputError({fmt::format("{}: accepted are {}; ", describe(field), accepted_by(parameter, &arguments)),
+                      Subject::para, " gives other words to the macro"});
   return *value;
 }
 
@@ -138,7 +139,7 @@ class Filler {
 
   RunWords fill() {
     for (const Assignment &assignment : assignments_)
-      check_name(assignment.name);
+      check_name(assignment.name());
     std::vector<std::string> names;
     for (const Parameter &parameter : entry_.parameters)
       add_once(names, parameter.name);
@@ -147,7 +148,7 @@ class Filler {
     fill_inputs();
     for (const Assignment &assignment : assignments_)
       if (!assignment.used)
-        throw InputError(fmt::format("'{}' is not used with direction {}", assignment.name, name_of_direction()));
+        throw InputError(fmt::format("'{}' is not used with direction {}", assignment.name(), name_of_direction()));
     check_inputs();
     return std::move(words_);
   }
@@ -155,7 +156,7 @@ class Filler {
  private:
   [[nodiscard]] Arguments arguments() const { return {entry_, rw_, words_.para}; }
   [[nodiscard]] std::string name_of_direction() const {
-    const Direction *const direction = entry_.direction(rw_);
+    const MacroDirection *const direction = entry_.direction(rw_);
     return direction != nullptr ? direction->name : hex(rw_);
   }
   Assignment *assigned(std::string_view name) {
@@ -187,9 +188,10 @@ class Filler {
       return;
     if (assignment != nullptr) {
       if (row->word < raw_para_)
-        throw InputError(fmt::format("'{}' and --para both give _PARA[{}]; give one of them", name, row->word));
+        throw InputError({fmt::format("'{}' and ", name), Subject::para,
+                          fmt::format(" both give _PARA[{}]; give one of them", row->word)});
       assignment->used = true;
-      put(*row, value_for(*row, assignment->value, now));
+      put(*row, value_for(*row, *assignment->field, now));
     } else if (row->word >= raw_para_) {
       const bool listed = entry_.directions.empty() || now.direction() != nullptr;
       if (!row->value_if_missing && listed)
@@ -225,13 +227,14 @@ class Filler {
   }
   void fill_input(std::size_t start, const DataField &field, Assignment &assignment) {
     assignment.used = true;
-    const std::optional<macro_word> value = number_of(assignment.value, field.values, field.flags);
-    const Bits bits = field.parts.front().bits;
-    if (!value || field.parts.size() != 1 || *value > bits.limit())
-      throw InputError(fmt::format("{}={}: accepted are 0 to 0x{:X}", field.name, assignment.value, bits.limit()));
-    const std::size_t index = start + field.parts.front().word;
+    const std::optional<macro_word> value = number_of(*assignment.field, field.values, field.flags);
+    const Bits bits = field.pieces.front().bits;
+    if (!value || field.pieces.size() != 1 || *value > bits.limit())
+      throw InputError(fmt::format("{}: accepted are 0 to 0x{:X}", describe(*assignment.field), bits.limit()));
+    const std::size_t index = start + field.pieces.front().word;
     if (index < raw_data_)
-      throw InputError(fmt::format("'{}' and --data both give _DATA[{}]; give one of them", field.name, index));
+      throw InputError({fmt::format("'{}' and ", field.name), Subject::data,
+                        fmt::format(" both give _DATA[{}]; give one of them", index)});
     macro_word &word = word_at(words_.data, index);
     word = bits.put(word, *value);
   }
@@ -244,11 +247,11 @@ class Filler {
       if (can_be_given(block) && arguments().applies(block))
         for (const DataField &field : fields_to_give(block))
           add_once(names, field.name + "=");
-    throw InputError(fmt::format("{} reads {} {} of _DATA with direction {}, and {} given; give {}{}", entry_.name,
-                                 needed, needed == 1 ? "word" : "words", name_of_direction(),
-                                 words_.data.empty() ? "none is" : fmt::format("{} are", words_.data.size()),
-                                 needed == 1 ? "it with --data" : "all with --data",
-                                 names.empty() ? "" : fmt::format(", or {}", joined(names, " "))));
+    throw InputError({fmt::format("{} reads {} {} of _DATA with direction {}, and {} given; give {} with ", entry_.name,
+                                  needed, needed == 1 ? "word" : "words", name_of_direction(),
+                                  words_.data.empty() ? "none is" : fmt::format("{} are", words_.data.size()),
+                                  needed == 1 ? "it" : "all"),
+                      Subject::data, names.empty() ? "" : fmt::format(", or {}", joined(names, " "))});
   }
 
   const MacroEntry &entry_;
@@ -261,77 +264,16 @@ class Filler {
 
 }  // namespace
 
-const Parameter *Arguments::row(std::string_view parameter) const {
-  for (const Parameter &row : entry_.parameters)
-    if (row.name == parameter && met(row.when))
-      return &row;
-  return nullptr;
+std::string describe(const FieldValue &field) {
+  const macro_word *const number = std::get_if<macro_word>(&field.value);
+  return fmt::format("{}={}", field.name, number != nullptr ? std::to_string(*number) : std::get<std::string>(field.value));
 }
 
-macro_word Arguments::value(std::string_view parameter) const {
-  const Parameter *found = row(parameter);
-  if (found == nullptr)
-    found = &*std::ranges::find(entry_.parameters, parameter, &Parameter::name);
-  return found->word < para_.size() ? found->bits.get(para_[found->word]) : 0;
+RunWords with_fields(const MacroEntry &entry, macro_word rw, RunWords given, const std::vector<FieldValue> &fields) {
+  return Filler{entry, rw, std::move(given), assignments_of(fields)}.fill();
 }
 
-std::int64_t Arguments::value(const Expression &expression) const {
-  try {
-    return expression.value([this](std::string_view name) { return std::int64_t{value(name)}; });
-  } catch (const ExpressionError &error) {
-    throw InputError(fmt::format("the catalogue's entry for {}: {}", entry_.name, error.what()));
-  }
-}
-
-std::size_t Arguments::size(const Expression &expression) const {
-  return static_cast<std::size_t>(std::clamp<std::int64_t>(value(expression), 0, MOST_WORDS));
-}
-
-bool Arguments::met(const std::vector<Condition> &conditions) const {
-  return std::ranges::all_of(conditions, [this](const Condition &condition) {
-    const macro_word now = value(condition.parameter);
-    return (now & condition.flags) != 0 || std::ranges::find(condition.values, now) != condition.values.end();
-  });
-}
-
-bool Arguments::applies(const Scope &scope) const {
-  if (!entry_.directions.empty()) {
-    const Direction *const now = direction();
-    if (now == nullptr)
-      return false;
-    if (!scope.directions.empty() && std::ranges::find(scope.directions, now->name) == scope.directions.end())
-      return false;
-  }
-  return met(scope.when);
-}
-
-bool Arguments::uses(const Parameter &parameter) const {
-  return (parameter.directions.empty() && met(parameter.when)) || applies(parameter);
-}
-
-std::size_t Arguments::data_words(bool input) const {
-  std::size_t words = 0;
-  for (const DataBlock &block : entry_.data)
-    if (block.input == input && applies(block))
-      if (const std::uint64_t here = std::uint64_t{size(block.size)} * size(block.count); here != 0)
-        words =
-            std::max(words, static_cast<std::size_t>(std::min<std::uint64_t>(size(block.start) + here, MOST_WORDS)));
-  return words;
-}
-
-std::optional<std::int64_t> Arguments::accesses() const {
-  for (const AccessCount &row : entry_.accesses)
-    if (applies(row))
-      return value(row.count);
-  return std::nullopt;
-}
-
-RunWords with_fields(const MacroEntry &entry, macro_word rw, RunWords given,
-                     const std::vector<std::string> &assignments) {
-  return Filler{entry, rw, std::move(given), taken_apart(assignments)}.fill();
-}
-
-std::vector<std::string> field_names(const MacroEntry &entry, const Direction *direction) {
+std::vector<std::string> field_names(const MacroEntry &entry, const MacroDirection *direction) {
   std::vector<std::string> names;
   for (const Parameter &parameter : entry.parameters)
     if (looked_at(parameter, direction))
@@ -363,27 +305,34 @@ ValueNames value_names(const MacroEntry &entry, std::string_view field) {
   return names;
 }
 
-macro_word direction_of(std::string_view text, const MacroEntry *entry) {
+macro_word direction_of(const DirectionChoice &choice, const MacroEntry *entry) {
+  if (const macro_word *const number = std::get_if<macro_word>(&choice))
+    return *number;
   const bool has_directions = entry != nullptr && !entry->directions.empty();
-  if (text.empty() && has_directions && entry->direction(RW_READ) == nullptr) {
+  if (std::holds_alternative<std::monostate>(choice)) {
+    if (!has_directions || entry->direction(RW_READ) != nullptr)
+      return RW_READ;
     std::vector<std::string> names;
-    for (const Direction &direction : entry->directions)
+    for (const MacroDirection &direction : entry->directions)
       names.push_back(direction.name);
-    throw InputError(fmt::format("{} needs a direction; give --rw {}", entry->name, joined(names, " or ")));
+    throw InputError({fmt::format("{} needs a direction; give ", entry->name), Subject::direction,
+                      fmt::format(" {}", joined(names, " or "))});
   }
+  const std::string &text = std::get<std::string>(choice);
   if (has_directions)
-    if (const Direction *const direction = entry->direction(text))
+    if (const MacroDirection *const direction = entry->direction(text))
       return direction->rw;
-  if (text.empty() || text == "read")
+  if (text == "read")
     return RW_READ;
   if (text == "write")
     return RW_WRITE;
   if (text == "none")
     return RW_NONE;
   try {
-    return parse_word(text, "--rw");
+    return parse_word(text, "");
   } catch (const InputError &) {
-    throw InputError(fmt::format("--rw: '{}' is no direction; give read (1), write (2), none (-1) or a number", text));
+    throw InputError{Subject::direction,
+                     fmt::format("'{}' is no direction; give read (1), write (2), none (-1) or a number", text)};
   }
 }
 
@@ -412,7 +361,7 @@ std::string accepted_by(const Parameter &parameter, const Arguments *arguments) 
   return parameter.bits.whole() ? "all words" : fmt::format("0 to {}", parameter.bits.limit());
 }
 
-std::string text_of(const Parameter &parameter, macro_word value) {
+std::string value_text(const Parameter &parameter, macro_word value) {
   for (const NamedValue &row : parameter.values)
     if (row.value == value && !row.name.empty())
       return row.name;

@@ -37,7 +37,7 @@ bool can_show(const ShownValue &value, const std::string &text) {
   ShownValue tried = value;
   const auto shows = [&](std::uint64_t number) {
     tried.value = number;
-    return text_of(tried) == text;
+    return shown_text(tried) == text;
   };
   if (width_of(value) > FEW_BITS)
     return std::ranges::any_of(value.field->values, [&](const NamedValue &row) { return shows(row.value); });
@@ -49,30 +49,33 @@ bool can_show(const ShownValue &value, const std::string &text) {
 
 }  // namespace
 
-std::vector<ShownValue> shown_values(const Arguments &arguments, const DataWords &data) {
+std::vector<ShownValue> shown_values(std::span<const DecodedBlock> blocks) {
   std::vector<ShownValue> values;
-  for (const DecodedBlock &block : decode(arguments, data)) {
-    const bool single = block.records.size() == 1 && block.records.front().name == block.block->name;
-    for (const DecodedRecord &record : block.records) {
-      for (const DecodedField &field : record.fields)
-        values.push_back({single ? field.field->name : fmt::format("{}.{}", record.name, field.field->name),
-                          field.field, field.value});
-      for (std::size_t word = 0; record.fields.empty() && word < record.words.size(); ++word)
-        values.push_back({record.words.size() == 1 ? record.name : fmt::format("{}[{}]", record.name, word), nullptr,
-                          record.words[word]});
+  for (const DecodedBlock &block : blocks) {
+    const std::vector<DataField> &fields = block.layout().fields;
+    for (std::size_t i = 0; i < block.size(); ++i) {
+      const DecodedRecord record = block[i];
+      const std::string name = record.name();
+      for (const DataField &field : fields)
+        values.push_back(
+            {block.is_single() ? field.name : fmt::format("{}.{}", name, field.name), &field, record.value(field)});
+      for (std::size_t word = 0; fields.empty() && word < record.size(); ++word)
+        values.push_back({record.size() == 1 ? name : fmt::format("{}[{}]", name, word), nullptr, record.word(word)});
     }
   }
   return values;
 }
 
-std::string text_of(const ShownValue &value) {
+std::string shown_text(const ShownValue &value) {
   if (!value.value)
     return "not written";
-  return value.field != nullptr ? text_of(*value.field, *value.value) : hex(static_cast<macro_word>(*value.value));
+  return value.field != nullptr ? field_text(*value.field, *value.value) : hex(static_cast<macro_word>(*value.value));
 }
 
 void check(NamedExpectation &expectation, const Arguments &arguments) {
-  const std::vector<ShownValue> values = shown_values(arguments, DataWords(arguments.data_words(false), macro_word{0}));
+  const DataWords written(arguments.data_words(false), macro_word{0});
+  const std::vector<DecodedBlock> blocks = decode(arguments, written);
+  const std::vector<ShownValue> values = shown_values(blocks);
   const auto found = std::ranges::find(values, expectation.name, &ShownValue::name);
   if (found == values.end()) {
     std::string names;
@@ -88,13 +91,13 @@ void check(NamedExpectation &expectation, const Arguments &arguments) {
     throw InputError(fmt::format("'{}' is never {}; it has {} {}", expectation.name, expectation.text, width,
                                  width == 1 ? "bit" : "bits"));
   if (expectation.number)
-    expectation.text = text_of(ShownValue{found->name, found->field, expectation.number});
+    expectation.text = shown_text(ShownValue{found->name, found->field, expectation.number});
 }
 
 bool holds(const NamedExpectation &expectation, const ShownValue &value) {
   if (expectation.number || !value.value)
     return value.value && value.value == expectation.number;
-  return text_of(value) == expectation.text;
+  return shown_text(value) == expectation.text;
 }
 
 }  // namespace engine

@@ -19,10 +19,10 @@ struct ShownValue {
 };
 
 /// All that the entry lays out in _DATA and that was written at least in part.
-[[nodiscard]] std::vector<ShownValue> shown_values(const Arguments &arguments, const DataWords &data);
+[[nodiscard]] std::vector<ShownValue> shown_values(std::span<const DecodedBlock> blocks);
 
 /// As the run shows it.
-[[nodiscard]] std::string text_of(const ShownValue &value);
+[[nodiscard]] std::string shown_text(const ShownValue &value);
 
 /// What a result should be: a number, or what is shown for it.
 struct NamedExpectation {

@@ -373,12 +373,12 @@ class EntryReader final : TomlReader {
     field.title = text(row, "title");
     each_table(row, "parts", [&](const toml::table &part) {
       check_keys(part, {"word", "bits"});
-      field.parts.push_back(read_part(part));
+      field.pieces.push_back(read_piece(part));
     });
-    if (!field.parts.empty() && (row.get("word") != nullptr || row.get("bits") != nullptr))
+    if (!field.pieces.empty() && (row.get("word") != nullptr || row.get("bits") != nullptr))
       fail(row, "give either 'parts', or 'word' and 'bits'");
-    if (field.parts.empty())
-      field.parts.push_back(read_part(row));
+    if (field.pieces.empty())
+      field.pieces.push_back(read_piece(row));
     if (field.width() > FIELD_BITS)
       fail(row, fmt::format("the parts of '{}' have {} bits, more than {}", field.name, field.width(), FIELD_BITS));
     field.kind = choice(row, "kind", FIELD_KINDS, FieldKind::hex);
@@ -389,7 +389,7 @@ class EntryReader final : TomlReader {
     field.flags = flags(row, field.width());
     return field;
   }
-  [[nodiscard]] DataField::Part read_part(const toml::table &row) const {
+  [[nodiscard]] DataField::Piece read_piece(const toml::table &row) const {
     return {static_cast<std::size_t>(integer(row, "word", 0, 0, LAST_DATA_WORD)), bits(row)};
   }
   void read_error(const toml::table &row) {

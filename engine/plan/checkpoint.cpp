@@ -7,7 +7,6 @@
 
 #include "engine/text/error.hpp"
 #include "engine/text/file.hpp"
-#include "engine/report/run_report.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
 #include "engine/text/words.hpp"
@@ -17,7 +16,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::string_view CHECKPOINT_OPTION = "--checkpoint";
 constexpr std::string_view HEADING = "mcrhost checkpoint 1 ";
 constexpr std::size_t DIGEST_LENGTH = 16;
 
@@ -49,11 +47,11 @@ Checkpoint::Checkpoint(std::string path, const Plan &plan, const MachineInfo &ma
     : path_{std::move(path)}, identity_{identity_of(plan, machine, chips)} {}
 
 void Checkpoint::refuse(std::string_view why) const {
-  throw InputError(fmt::format("{}: '{}' {}", CHECKPOINT_OPTION, path_, why));
+  throw InputError{Subject::checkpoint, fmt::format("'{}' {}", path_, why)};
 }
 
 void Checkpoint::load() {
-  const std::string text = read_file(path_, CHECKPOINT_OPTION);
+  const std::string text = read_file(path_, Subject::checkpoint);
   const std::size_t begin = HEADING.size() + DIGEST_LENGTH + 1;
   if (!text.starts_with(HEADING))
     refuse("is no checkpoint of a plan");
@@ -66,7 +64,7 @@ void Checkpoint::load() {
     const Json identity = Json::parse(lines.front());
     const Json own = Json::parse(identity_);
     if (identity.at("plan") != own.at("plan"))
-      refuse(fmt::format("is of another plan, '{}', or of another version of this one; begin again without --resume",
+      refuse(fmt::format("is of another plan, '{}', or of another version of this one; begin again",
                          identity.at("plan").at("name").get<std::string>()));
     if (identity.at("machine") != own.at("machine"))
       refuse(fmt::format("is of another machine, {}", identity.at("machine").at("name").get<std::string>()));
@@ -97,7 +95,7 @@ void Checkpoint::write() const {
   if (const std::optional<std::string> state = scdb::machine().save_state())
     end["state"] = *state;
   const std::string body = identity_ + lines_ + json_line(end);
-  write_file(path_, fmt::format("{}{}\n{}", HEADING, digest_of(body), body), CHECKPOINT_OPTION);
+  write_file(path_, fmt::format("{}{}\n{}", HEADING, digest_of(body), body), Subject::checkpoint);
 }
 
 }  // namespace engine

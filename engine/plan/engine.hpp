@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "engine/plan/checkpoint.hpp"
-#include "engine/run/stop.hpp"
 #include "engine/plan/events.hpp"
+#include "engine/run/bench.hpp"
 
 namespace engine {
 
@@ -18,26 +18,20 @@ class PlanEngine {
  public:
   /// All must outlive it.
   /// @param checkpoint  keeps what is done after each run; its results are not run again.  Null: none.
-  PlanEngine(const Plan &plan, std::vector<PlanReporter *> reporters, Checkpoint *checkpoint);
+  PlanEngine(Bench &bench, const Plan &plan, std::vector<PlanReporter *> reporters, Checkpoint *checkpoint);
 
-  /// @param command_line  for the reports.
-  /// @param limit         for the whole plan but what cleans up.
-  [[nodiscard]] PlanEnd run(const std::string &command_line, std::optional<Interruption::Duration> limit);
-
-  /// Whether the simulated machine may be halfway through an access, because a macro crashed in it; its state should
-  /// not be kept then.
-  [[nodiscard]] bool halfway() const { return halfway_; }
+  /// @param stop  stops the whole plan but what cleans up.
+  [[nodiscard]] PlanEnd run(const ClientInfo &client, StopToken &stop);
 
  private:
-  void run_step(std::size_t index);
-  void run_cases(std::size_t index, StepEnd &end);
+  void run_step(std::size_t index, StopToken &stop);
+  void run_cases(std::size_t index, StepEnd &end, StopToken &stop);
   /// Nothing where a stop was asked for meanwhile.
   [[nodiscard]] std::optional<CaseResult> run_case(const PlanStep &step, const Selection &unit,
-                                                   const PlanVariant &variant);
-  /// How long a run of the step may take.
-  [[nodiscard]] std::optional<Interruption::Duration> limit_of(const PlanStep &step) const;
+                                                   const PlanVariant &variant, StopToken &stop);
+  void keep(const RunRequest &request, const RunResult &run, const Expectation &expectation, CaseResult &result) const;
   /// Whether no stop has been asked for.
-  [[nodiscard]] bool may_go_on();
+  [[nodiscard]] bool may_go_on(StopToken &stop);
   /// The next result of the checkpoint, if it has one left.
   [[nodiscard]] const CaseResult *recorded() const;
   void record(const CaseResult &result);
@@ -45,17 +39,17 @@ class PlanEngine {
   template <class Event>
   void tell(Event &&event);
   /// Keeps the first thing that could not be written.
-  void note(const std::string &problem);
+  void note(const InputError &problem);
 
+  Bench &bench_;
   const Plan &plan_;
   std::vector<PlanReporter *> reporters_;
   Checkpoint *checkpoint_;
-  std::size_t replayed_ = 0;                  ///< results taken from the checkpoint
-  std::size_t recorded_ = 0;                  ///< results that it had
-  std::optional<Interruption> interruption_;  ///< while the plan runs
+  bool all_results_ = false;  ///< whether somebody wants results of which nothing was expected
+  std::size_t replayed_ = 0;  ///< results taken from the checkpoint
+  std::size_t recorded_ = 0;  ///< results that it had
   PlanEnd end_;
   std::string stopped_;  ///< why the following steps are not run
-  bool halfway_ = false;
 };
 
 }  // namespace engine

@@ -13,8 +13,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::array<std::string_view, 4> OUTCOMES{"skipped", "passed", "failed", "error"};
-constexpr std::array<PlanVerdict, 3> ALL_VERDICTS{PlanVerdict::pass, PlanVerdict::finding, PlanVerdict::failure};
+constexpr std::array ALL_VERDICTS{Verdict::pass, Verdict::finding, Verdict::failure, Verdict::error, Verdict::stopped};
 
 /// A key without a value is left out.
 void add(Json &json, const char *key, const std::string &text) {
@@ -59,15 +58,11 @@ Instant instant_in(const Json &json, const char *key) {
 
 }  // namespace
 
-std::string_view name_of(Outcome outcome) {
-  return OUTCOMES.at(static_cast<std::size_t>(outcome));
-}
-
 Instant now() {
   return std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now());
 }
 
-std::string text_of(Instant instant) {
+std::string time_text(Instant instant) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(instant);
   return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)),
                      (instant - seconds).count());
@@ -80,11 +75,12 @@ double seconds_between(Instant begin, Instant end) {
 Json json_of(const CaseResult &result) {
   Json json{{"step", result.step}, {"unit", result.unit}};
   add(json, "values", result.values);
-  json["outcome"] = name_of(result.outcome);
+  json["outcome"] = name_of(result.conclusion);
   json["verdict"] = name_of(result.verdict);
   add(json, "failures", result.failures);
   add(json, "findings", result.findings);
   add(json, "mismatches", result.mismatches);
+  add(json, "notes", result.notes);
   if (!result.measured.empty()) {
     Json measured = Json::array();
     for (const MeasuredValue &value : result.measured)
@@ -104,16 +100,17 @@ CaseResult case_of(const Json &json) {
   result.step = json.at("step");
   result.unit = json.at("unit");
   result.values = json.value("values", "");
-  const auto *const outcome = std::ranges::find(OUTCOMES, json.at("outcome").get<std::string>());
+  const std::optional<Conclusion> conclusion = conclusion_named(json.at("outcome").get<std::string>());
   const auto *const verdict = std::ranges::find(ALL_VERDICTS, json.at("verdict").get<std::string>(),
-                                                [](PlanVerdict row) { return std::string{name_of(row)}; });
-  if (outcome == OUTCOMES.end() || verdict == ALL_VERDICTS.end())
+                                                [](Verdict row) { return std::string{name_of(row)}; });
+  if (!conclusion || verdict == ALL_VERDICTS.end())
     throw std::out_of_range("no such outcome");
-  result.outcome = static_cast<Outcome>(outcome - OUTCOMES.begin());
+  result.conclusion = *conclusion;
   result.verdict = *verdict;
   result.failures = json.value("failures", std::vector<std::string>{});
   result.findings = json.value("findings", std::vector<std::string>{});
   result.mismatches = json.value("mismatches", std::vector<std::string>{});
+  result.notes = json.value("notes", std::vector<std::string>{});
   if (json.contains("measured"))
     for (const Json &value : json["measured"])
       result.measured.push_back(value_of(value));
@@ -123,12 +120,6 @@ CaseResult case_of(const Json &json) {
   result.begin = instant_in(json, "begin");
   result.end = instant_in(json, "end");
   return result;
-}
-
-std::string reason_of(const PlanStep &step, const CaseResult &result) {
-  if (result.verdict != step.verdict)
-    return fmt::format("{} instead of {}", name_of(result.verdict), name_of(step.verdict));
-  return result.outcome == Outcome::error ? "error" : "results not as expected";
 }
 
 }  // namespace engine

@@ -1,30 +1,22 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "engine/run/expectation.hpp"
-#include "engine/catalogue/named_values.hpp"
-#include "engine/run/runner.hpp"
 
 /// Plans: steps of macros with what is expected of them, as a file tells them (docs/plans.md).
 namespace engine {
-
-/// How a run may end.
-enum class PlanVerdict : std::uint8_t { pass, finding, failure };
-[[nodiscard]] std::string_view name_of(PlanVerdict verdict);
 
 /// One run of a step, but for the unit.
 struct PlanVariant {
   std::string
       values;  ///< of the fields that the step goes through: "group=0 index=3"; empty where it goes through none
   RunRequest request;  ///< its unit is not set
-  Expectation words;
-  std::vector<NamedExpectation> named;
+  Expectation expectation;
 };
 
 /// A macro, or several of a kind, run on every unit with every variant.
@@ -36,8 +28,9 @@ struct PlanStep {
   std::vector<Selection> units;             ///< those of one run each
   std::vector<PlanVariant> variants;        ///< at least one, unless the step cannot be run
   macro_word repeat = 1;                    ///< runs of each, or until one is not as expected
-  PlanVerdict verdict = PlanVerdict::pass;  ///< that is expected
+  Verdict verdict = Verdict::pass;          ///< that is expected
   std::chrono::milliseconds timeout{0};     ///< for one run; 0 = as long as it takes
+  OpenRings rings = OpenRings::usual;       ///< what is done about rings that are open after a run
   bool go_on = false;                       ///< whether the next step follows when this one was not as expected
 
   /// Units and variants: what is counted and reported, whatever `repeat` says.

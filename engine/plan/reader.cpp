@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <iterator>
+#include <variant>
 
 #include "engine/plan/embedded_plans.hpp"
 #include "engine/text/error.hpp"
@@ -23,24 +24,32 @@ namespace {
 constexpr std::size_t MOST_CASES = 100'000;
 constexpr double MOST_SECONDS_OF_A_STEP = 7 * 24 * 3600.0;
 
-constexpr std::array<Name<PlanVerdict>, 3> VERDICT_NAMES{
-    {{"pass", PlanVerdict::pass}, {"finding", PlanVerdict::finding}, {"failure", PlanVerdict::failure}}};
+constexpr std::array<Name<Verdict>, 3> VERDICTS{
+    {{"pass", Verdict::pass}, {"finding", Verdict::finding}, {"failure", Verdict::failure}}};
+constexpr std::array<Name<OpenRings>, 2> RINGS{{{"restore", OpenRings::restore}, {"keep", OpenRings::keep}}};
 
-/// Options of the command line that complaints name, and what they are called in a plan.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 4> KEYS{
-    {{"--rw", "'rw'"}, {"--para", "'para'"}, {"--data", "'data'"}, {"--mask", "'mask'"}}};
-
-std::string in_words_of_a_plan(std::string message) {
-  for (const auto &[option, key] : KEYS)
-    for (std::size_t at = 0; (at = message.find(option, at)) != std::string::npos; at += key.size())
-      message.replace(at, option.size(), key);
-  return message;
+/// What is called so in a plan.
+std::string_view key_of(Subject subject) {
+  switch (subject) {
+    case Subject::direction:
+      return "'rw'";
+    case Subject::para:
+      return "'para'";
+    case Subject::data:
+      return "'data'";
+    case Subject::expect:
+      return "'expect'";
+    case Subject::mask:
+      return "'mask'";
+    default:
+      return neutral_name(subject);
+  }
 }
 
 /// A field that a step goes through.
 struct Loop {
   std::string field;
-  std::vector<std::string> values;
+  std::vector<std::variant<macro_word, std::string>> values;
 };
 
 /// Reads a plan, and makes the runs of its steps.
@@ -70,19 +79,20 @@ class PlanReader final : TomlReader {
     try {
       return make();
     } catch (const InputError &error) {
-      fail(node, in_words_of_a_plan(error.what()));
+      fail(node, error.text(key_of));
     }
   }
 
   void read_step(const toml::table &table, bool cleanup) {
     check_keys(table, {"name", "macro", "units", "together", "rw", "fields", "for", "para", "data", "expect", "mask",
-                       "verdict", "repeat", "timeout", "continue"});
+                       "verdict", "open-rings", "repeat", "timeout", "continue"});
     PlanStep &step = plan_.steps.emplace_back();
     step.cleanup = cleanup;
     step.go_on = boolean(table, "continue", go_on_);
     step.timeout = timeout(table, timeout_);
     step.repeat = static_cast<macro_word>(integer(table, "repeat", 1, 1, REPEAT_LIMIT));
-    step.verdict = choice(table, "verdict", VERDICT_NAMES, PlanVerdict::pass);
+    step.verdict = choice(table, "verdict", VERDICTS, Verdict::pass);
+    step.rings = choice(table, "open-rings", RINGS, OpenRings::usual);
     const std::vector<std::string> names = one_or_more(table, "macro");
     for (const std::string &name : names)
       read_macro(table, name, names.size() > 1, step);
@@ -128,17 +138,23 @@ class PlanReader final : TomlReader {
 
   // Fields and words.
 
-  /// A number as people type it, or a text.
-  [[nodiscard]] std::string word(const toml::node &node, std::string_view what) const {
+  /// A number, or a text that names one.
+  [[nodiscard]] std::variant<macro_word, std::string> value(const toml::node &node, std::string_view what) const {
     if (node.is_integer())
-      return std::to_string(integer(node, what, INT32_MIN, MACRO_ALL));
+      return static_cast<macro_word>(integer(node, what, INT32_MIN, MACRO_ALL));
     if (!node.is_string())
       fail(node, fmt::format("'{}' must be a number, or a text in quotation marks", what));
     return text(node, what);
   }
-  [[nodiscard]] std::vector<std::string> words(const toml::table &table, std::string_view key) const {
-    std::vector<std::string> list;
-    each(table, key, [&](const toml::node &element) { list.push_back(word(element, key)); });
+  [[nodiscard]] std::vector<macro_word> words(const toml::table &table, std::string_view key) const {
+    std::vector<macro_word> list;
+    each(table, key, [&](const toml::node &element) {
+      const std::variant<macro_word, std::string> given = value(element, key);
+      const macro_word *const number = std::get_if<macro_word>(&given);
+      list.push_back(number != nullptr ? *number : at(element, [&] {
+        return parse_word(std::get<std::string>(given), fmt::format("'{}'", key));
+      }));
+    });
     return list;
   }
   [[nodiscard]] const toml::table *table_of(const toml::table &table, std::string_view key,
@@ -150,9 +166,10 @@ class PlanReader final : TomlReader {
   }
 
   /// "0-31" or "0,2-3" as the numbers that it stands for.
-  [[nodiscard]] std::vector<std::string> numbers(const toml::node &node, std::string_view field) const {
+  [[nodiscard]] std::vector<std::variant<macro_word, std::string>> numbers(const toml::node &node,
+                                                                             std::string_view field) const {
     const std::string ranges = text(node, field);
-    std::vector<std::string> values;
+    std::vector<std::variant<macro_word, std::string>> values;
     for (const std::string_view piece : split(ranges, ',')) {
       const std::vector<std::string_view> ends = split(piece, '-');
       const auto end = [&](std::string_view number) { return at(node, [&] { return parse_word(number, field); }); };
@@ -164,7 +181,7 @@ class PlanReader final : TomlReader {
         fail(node, fmt::format("'{}' is '{}'; write numbers such as \"0-31\" or \"0,2-3\", or a list of values", field,
                                ranges));
       for (std::size_t i = 0; i <= last - first; ++i)
-        values.push_back(std::to_string(first + i));
+        values.emplace_back(static_cast<macro_word>(first + i));
     }
     return values;
   }
@@ -180,7 +197,7 @@ class PlanReader final : TomlReader {
         loop.values = numbers(node, loop.field);
       else
         for (const toml::node &element : list(node, loop.field))
-          loop.values.push_back(word(element, loop.field));
+          loop.values.push_back(value(element, loop.field));
       placed.emplace_back(key.source().begin, std::move(loop));
     }
     std::ranges::sort(placed, {}, [](const auto &row) { return std::pair{row.first.line, row.first.column}; });
@@ -194,15 +211,16 @@ class PlanReader final : TomlReader {
   void read_macro(const toml::table &table, const std::string &name, bool one_of_several, PlanStep &step) {
     const toml::node &place_of_macro = needed(table, "macro");
     const scdb::Macro &macro = at(place_of_macro, [&] { return std::cref(macro_named(name)); });
-    const std::shared_ptr<const MacroEntry> entry = at(place_of_macro, [&] { return entry_of(macro, catalogue_); });
-    RunText text;
+    const std::shared_ptr<const MacroEntry> entry = at(place_of_macro, [&] { return catalogue_.find(macro.name); });
+    RunSpec spec;
+    spec.rings = step.rings;
     if (const toml::node *const node = table.get("rw"))
-      text.rw = word(*node, "rw");
-    text.para = words(table, "para");
-    text.data = words(table, "data");
+      std::visit([&](auto &&choice) { spec.direction = std::forward<decltype(choice)>(choice); }, value(*node, "rw"));
+    spec.para = words(table, "para");
+    spec.data = words(table, "data");
     if (const toml::table *const fields = table_of(table, "fields", "{index = 5}"))
       for (const auto &[key, node] : *fields)
-        text.fields.push_back(fmt::format("{}={}", key.str(), word(node, key.str())));
+        spec.fields.push_back({std::string{key.str()}, value(node, key.str())});
     const std::vector<Loop> loops = this->loops(table);
     std::size_t count = 1;
     for (const Loop &loop : loops) {
@@ -222,14 +240,15 @@ class PlanReader final : TomlReader {
       PlanVariant variant;
       if (one_of_several)
         variant.values = macro.name;
-      RunText own = text;
+      RunSpec own = spec;
       for (std::size_t rest = i, behind = count; const Loop &loop : loops) {
         behind /= loop.values.size();
-        own.fields.push_back(fmt::format("{}={}", loop.field, loop.values[rest / behind]));
-        variant.values += (variant.values.empty() ? "" : " ") + own.fields.back();
+        own.fields.push_back({loop.field, loop.values[rest / behind]});
+        variant.values += (variant.values.empty() ? "" : " ") + describe(own.fields.back());
         rest %= behind;
       }
       variant.request = at(*place, [&] { return make_request(own, macro, entry, catalogue_); });
+      variant.expectation.verdict = step.verdict;
       read_expectation(table, variant);
       step.variants.push_back(std::move(variant));
     }
@@ -239,14 +258,15 @@ class PlanReader final : TomlReader {
 
   void read_expectation(const toml::table &table, PlanVariant &variant) const {
     const toml::node *const node = table.get("expect");
-    const std::vector<std::string> masks = words(table, "mask");
+    std::vector<macro_word> masks = words(table, "mask");
+    Expectation &expectation = variant.expectation;
     if (node == nullptr || !node->is_table()) {
-      const toml::node &place = node != nullptr ? *node : table;
       if (node == nullptr && !masks.empty())
         fail(*table.get("mask"), "there is nothing to compare; give 'expect' too");
-      const std::vector<std::string> expected = words(table, "expect");
-      variant.words.words = at(place, [&] { return parse_words(expected, "'expect'"); });
-      variant.words.masks = at(place, [&] { return masks_for(masks, variant.words.words.size()); });
+      expectation.words = words(table, "expect");
+      expectation.masks = at(node != nullptr ? *node : table, [&] {
+        return masks_for(std::move(masks), expectation.words.size());
+      });
       return;
     }
     if (!masks.empty())
@@ -257,21 +277,13 @@ class PlanReader final : TomlReader {
     if (node->as_table()->empty())
       fail(*node, "'expect' must name one result at the least");
     for (const auto &[key, value] : *node->as_table()) {
-      NamedExpectation expectation{std::string{key.str()}, {}, {}};
+      NamedExpectation named{std::string{key.str()}, {}, {}};
       if (value.is_integer())
-        expectation.number = static_cast<std::uint64_t>(integer(value, key.str(), 0, INT64_MAX));
-      expectation.text = expectation.number ? fmt::format("0x{:X}", *expectation.number) : text(value, key.str());
-      at(value, [&] { check(expectation, {*request.entry, request.rw, request.para}); });
-      variant.named.push_back(std::move(expectation));
+        named.number = static_cast<std::uint64_t>(integer(value, key.str(), 0, INT64_MAX));
+      named.text = named.number ? fmt::format("0x{:X}", *named.number) : text(value, key.str());
+      at(value, [&] { check(named, {*request.entry, request.rw, request.para}); });
+      expectation.named.push_back(std::move(named));
     }
-  }
-  [[nodiscard]] static std::vector<macro_word> masks_for(const std::vector<std::string> &texts, std::size_t words) {
-    std::vector<macro_word> masks = parse_words(texts, "'mask'");
-    if (masks.size() > 1 && masks.size() != words)
-      throw InputError(
-          fmt::format("{} masks are given for {} words; give one for all, or one for each", masks.size(), words));
-    masks.resize(words, masks.empty() ? MACRO_ALL : masks[0]);
-    return masks;
   }
 
   [[nodiscard]] std::chrono::milliseconds timeout(const toml::table &table, std::chrono::milliseconds usual) const {
@@ -306,10 +318,6 @@ std::string names_of_built_in_plans() {
 }
 
 }  // namespace
-
-std::string_view name_of(PlanVerdict verdict) {
-  return std::ranges::find(VERDICT_NAMES, verdict, &Name<PlanVerdict>::value)->name;
-}
 
 std::size_t Plan::cases() const {
   std::size_t count = 0;

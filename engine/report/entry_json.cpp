@@ -56,8 +56,8 @@ Json json_of(const DataBlock &block) {
   Json fields = Json::array();
   for (const DataField &field : block.fields) {
     Json parts = Json::array();
-    for (const DataField::Part &part : field.parts)
-      parts.push_back({{"word", part.word}, {"bits", json_of(part.bits)}});
+    for (const DataField::Piece &piece : field.pieces)
+      parts.push_back({{"word", piece.word}, {"bits", json_of(piece.bits)}});
     fields.push_back({{"name", field.name},
                       {"title", field.title},
                       {"parts", std::move(parts)},
@@ -69,7 +69,7 @@ Json json_of(const DataBlock &block) {
           {"count", block.count.text()}, {"directions", block.directions}, {"when", json_of(block.when)},
           {"fields", std::move(fields)}};
 }
-Json json_of(const Direction &direction) {
+Json json_of(const MacroDirection &direction) {
   return {{"rw", static_cast<std::int32_t>(direction.rw)}, {"name", direction.name}, {"title", direction.title}};
 }
 Json json_of(const Refusal &refusal) {
@@ -109,7 +109,7 @@ Json json_of(const When &when) {
 
 }  // namespace
 
-nlohmann::ordered_json json_of(const MacroEntry &entry, const scdb::Macro &macro) {
+nlohmann::ordered_json json_of(const MacroEntry &entry, const scdb::Macro &macro, SubjectName name) {
   const scdb::Identification identification =
       scdb::parse_identification(macro.identification).value_or(scdb::Identification{});
   return {{"name", entry.name},
@@ -132,7 +132,7 @@ nlohmann::ordered_json json_of(const MacroEntry &entry, const scdb::Macro &macro
           {"data", list_of(entry.data)},
           {"errors", list_of(entry.errors)},
           {"findings", list_of(entry.findings)},
-          {"example", example_of(entry)}};
+          {"example", example_of(entry, name)}};
 }
 
 }  // namespace engine

@@ -74,14 +74,14 @@ class Columns {
   std::vector<std::vector<std::string>> rows_;
 };
 
-std::string directions_of(const MacroEntry &entry) {
+std::string directions_of(const MacroEntry &entry, SubjectName name) {
   if (entry.directions.empty())
-    return "\nDirection (--rw): not looked at.\n";
+    return fmt::format("\nDirection ({}): not looked at.\n", name(Subject::direction));
   Columns rows{2};
-  for (const Direction &direction : entry.directions)
+  for (const MacroDirection &direction : entry.directions)
     rows.add({direction.name, rw_text(direction.rw), direction.title});
   rows.add({"other", "", otherwise_of(entry)});
-  return "\nDirections (--rw):\n" + rows.text();
+  return fmt::format("\nDirections ({}):\n{}", name(Subject::direction), rows.text());
 }
 
 std::string parameters_of(const MacroEntry &entry) {
@@ -110,7 +110,7 @@ std::string parameters_of(const MacroEntry &entry) {
   return page;
 }
 
-std::string data_of(const MacroEntry &entry, bool input) {
+std::string data_of(const MacroEntry &entry, bool input, SubjectName name) {
   std::string page;
   for (const DataBlock &block : entry.data) {
     if (block.input != input)
@@ -128,7 +128,7 @@ std::string data_of(const MacroEntry &entry, bool input) {
   }
   if (page.empty())
     return page;
-  return (input ? "\nReads from _DATA (--data):\n" : "\nWrites to _DATA:\n") + page;
+  return (input ? fmt::format("\nReads from _DATA ({}):\n", name(Subject::data)) : "\nWrites to _DATA:\n") + page;
 }
 
 std::string outcomes_of(const MacroEntry &entry) {
@@ -149,15 +149,15 @@ std::string outcomes_of(const MacroEntry &entry) {
 
 }  // namespace
 
-std::string page_of(const MacroEntry &entry, const scdb::Macro &macro) {
+std::string page_of(const MacroEntry &entry, const scdb::Macro &macro, SubjectName name) {
   Columns facts{2};
-  for (const auto &[name, text] : facts_of(entry, macro))
-    facts.add({name, text});
+  for (const auto &[fact, text] : facts_of(entry, macro))
+    facts.add({fact, text});
   std::string page = fmt::format("{}: {}\n{}", entry.name, entry.title, facts.text());
   if (!entry.text.empty())
     page += "\n" + filled(entry.text, 0);
-  return page + directions_of(entry) + parameters_of(entry) + data_of(entry, true) + data_of(entry, false)
-         + outcomes_of(entry) + fmt::format("\nExample:\n  {}\n", example_of(entry));
+  return page + directions_of(entry, name) + parameters_of(entry) + data_of(entry, true, name) + data_of(entry, false, name)
+         + outcomes_of(entry) + fmt::format("\nExample:\n  {}\n", example_of(entry, name));
 }
 
 }  // namespace engine

@@ -90,7 +90,7 @@ NamedValue least_of(const Parameter &parameter, const Arguments &arguments) {
   else if (!parameter.value_if_missing && !parameter.flags.empty())
     least = {macro_word{1} << parameter.flags.front().bit, parameter.flags.front().name, {}};
   if (least.name.empty())
-    least.name = text_of(parameter, least.value);
+    least.name = value_text(parameter, least.value);
   return least;
 }
 
@@ -134,7 +134,7 @@ std::string name_of(const NamedValue &value) {
 std::string title_of(const Parameter &parameter, const MacroEntry &entry) {
   const std::string title = with_scope(parameter.title, parameter, entry);
   return parameter.value_if_missing
-             ? fmt::format("{}, usually {}", title, text_of(parameter, *parameter.value_if_missing))
+             ? fmt::format("{}, usually {}", title, value_text(parameter, *parameter.value_if_missing))
              : title;
 }
 
@@ -146,18 +146,19 @@ std::string title_of(const DataBlock &block, const MacroEntry &entry) {
 std::string place_of(const DataField &field, const DataBlock &block) {
   const bool one_word = block.size.text() == "1";
   std::vector<std::string> parts;
-  for (const DataField::Part &part : field.parts) {
-    const std::string bits = describe(part.bits);
-    parts.push_back(one_word ? bits : fmt::format("word {}{}{}", part.word, bits.empty() ? "" : " ", bits));
+  for (const DataField::Piece &piece : field.pieces) {
+    const std::string bits = describe(piece.bits);
+    parts.push_back(one_word ? bits : fmt::format("word {}{}{}", piece.word, bits.empty() ? "" : " ", bits));
   }
   return joined(parts, ", ");
 }
 
-std::string example_of(const MacroEntry &entry) {
-  std::string example = fmt::format("mcrhost run {} --unit {}:0.0", entry.name, scdb::info(entry.unit).name);
+std::string example_of(const MacroEntry &entry, SubjectName name) {
+  std::string example = fmt::format("{} {} {} {}:0.0", name(Subject::run), entry.name, name(Subject::unit),
+                                    scdb::info(entry.unit).name);
   const macro_word rw = entry.directions.empty() ? 1 : entry.directions.front().rw;
   if (!entry.directions.empty())
-    example += fmt::format(" --rw {}", entry.directions.front().name);
+    example += fmt::format(" {} {}", name(Subject::direction), entry.directions.front().name);
   std::vector<macro_word> words;
   for (const Parameter &parameter : entry.parameters) {
     const Arguments arguments{entry, rw, words};
@@ -171,9 +172,9 @@ std::string example_of(const MacroEntry &entry) {
   }
   const std::size_t inputs = Arguments{entry, rw, words}.data_words(true);
   if (inputs > INPUTS_SHOWN)
-    return example + " --data-in FILE";
+    return fmt::format("{} {} FILE", example, name(Subject::data_file));
   for (std::size_t i = 0; i < inputs; ++i)
-    example += i == 0 ? " --data 0" : " 0";
+    example += i == 0 ? fmt::format(" {} 0", name(Subject::data)) : " 0";
   return example;
 }
 

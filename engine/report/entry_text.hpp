@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/catalogue/catalogue.hpp"
+#include "engine/text/error.hpp"
 #include "scdb/macros.hpp"
 
 /// The phrases of which pages on macros are made, whatever they are printed on.
@@ -34,6 +35,7 @@ namespace engine {
 [[nodiscard]] std::string place_of(const DataField &field, const DataBlock &block);
 
 /// A command line that runs the macro with the least values it accepts.
-[[nodiscard]] std::string example_of(const MacroEntry &entry);
+/// @param name  what the client calls direction and words.
+[[nodiscard]] std::string example_of(const MacroEntry &entry, SubjectName name);
 
 }  // namespace engine

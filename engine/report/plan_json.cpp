@@ -14,6 +14,8 @@ class JsonReporter : public PlanReporter {
  public:
   explicit JsonReporter(Sink sink) : sink_{std::move(sink)} {}
 
+  [[nodiscard]] bool wants_all_results() const override { return true; }
+
   void begin(const PlanStart &start) override {
     write({{"event", "plan"},
            {"name", start.plan.name},
@@ -21,7 +23,7 @@ class JsonReporter : public PlanReporter {
            {"machine", json_of(start.machine)},
            {"steps", start.plan.steps.size()},
            {"runs", start.plan.cases()},
-           {"time", text_of(start.time)}});
+           {"time", time_text(start.time)}});
   }
 
   void begin_step(const StepStart &start) override {
@@ -31,34 +33,34 @@ class JsonReporter : public PlanReporter {
            {"macro", start.step.macro},
            {"cleanup", start.step.cleanup},
            {"runs", start.step.cases()},
-           {"time", text_of(start.time)}});
+           {"time", time_text(start.time)}});
   }
 
   void add(const PlanStep & /*step*/, const PlanVariant &variant, const CaseResult &result) override {
     Json json{{"event", "run"}, {"macro", variant.request.macro->name}};
     json.update(json_of(result));
-    json["begin"] = text_of(result.begin);
-    json["end"] = text_of(result.end);
+    json["begin"] = time_text(result.begin);
+    json["end"] = time_text(result.end);
     write(json);
   }
 
   void end_step(const StepEnd &end) override {
-    Json json{{"event", "step end"}, {"step", end.index}, {"outcome", name_of(end.outcome)}};
+    Json json{{"event", "step end"}, {"step", end.index}, {"outcome", name_of(end.conclusion)}};
     if (!end.skipped.empty())
       json["skipped"] = end.skipped;
-    json.update({{"made", end.made}, {"passed", end.passed}, {"time", text_of(end.time)}});
+    json.update({{"made", end.made}, {"passed", end.passed}, {"time", time_text(end.time)}});
     write(json);
   }
 
   void end(const PlanEnd &end) override {
     write({{"event", "end"},
-           {"outcome", name_of(end.outcome)},
+           {"outcome", name_of(end.conclusion)},
            {"interrupted", end.interrupted},
            {"made", end.made},
            {"passed", end.passed},
            {"runs", end.total},
            {"skipped_steps", end.skipped_steps},
-           {"time", text_of(end.time)}});
+           {"time", time_text(end.time)}});
   }
 
  private:

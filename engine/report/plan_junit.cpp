@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "engine/text/error.hpp"
 #include "engine/text/file.hpp"
 #include "engine/report/plan_reporters.hpp"
 #include "engine/report/run_report.hpp"
@@ -11,7 +12,6 @@
 namespace engine {
 namespace {
 
-constexpr std::string_view JUNIT_OPTION = "--junit";
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
 
 /// What a text begins with: the bytes of a UTF-8 character, or one that is none.
@@ -81,11 +81,11 @@ struct Counts {
   std::size_t errors = 0;
   std::size_t skipped = 0;
 
-  void count(Outcome outcome) {
+  void count(Conclusion outcome) {
     ++tests;
-    failures += outcome == Outcome::failed ? 1 : 0;
-    errors += outcome == Outcome::error ? 1 : 0;
-    skipped += outcome == Outcome::skipped ? 1 : 0;
+    failures += outcome == Conclusion::failed ? 1 : 0;
+    errors += outcome > Conclusion::failed ? 1 : 0;
+    skipped += outcome == Conclusion::skipped ? 1 : 0;
   }
   [[nodiscard]] std::string attributes() const {
     return fmt::format(R"(tests="{}" failures="{}" errors="{}" skipped="{}")", tests, failures, errors, skipped);
@@ -103,8 +103,8 @@ std::string property(std::string_view name, std::string_view value) {
 /// The sentences that say why a run was not as expected, a line each.
 std::string sentences_of(const CaseResult &result) {
   std::string lines;
-  for (const auto &[what, all] : {std::pair{"failed", &result.failures}, std::pair{"found", &result.findings},
-                                  std::pair{"unexpected", &result.mismatches}})
+  for (const auto &[what, all] : {std::pair{"failure", &result.failures}, std::pair{"finding", &result.findings},
+                                  std::pair{"mismatch", &result.mismatches}, std::pair{"note", &result.notes}})
     for (const std::string &sentence : *all)
       lines += fmt::format("{}: {}\n", what, sentence);
   return lines;
@@ -130,20 +130,20 @@ class JunitReporter : public PlanReporter {
   void add(const PlanStep &step, const PlanVariant &variant, const CaseResult &result) override {
     const std::string name = result.values.empty() ? result.unit : fmt::format("{} {}", result.unit, result.values);
     std::string inside;
-    if (result.outcome != Outcome::passed) {
-      const std::string_view element = result.outcome == Outcome::failed ? "failure" : "error";
+    if (result.conclusion != Conclusion::passed) {
+      const std::string_view element = result.conclusion == Conclusion::failed ? "failure" : "error";
       inside = fmt::format("      <{} type=\"{}\" message=\"{}\">{}</{}>\n", element,
                            result.mismatches.empty() ? name_of(result.verdict) : "mismatch",
-                           xml(reason_of(step, result)), xml(sentences_of(result), true), element);
+                           xml(reason_of(result.conclusion, result.verdict, step.verdict)), xml(sentences_of(result), true), element);
     }
-    add_case(variant.request.macro->name, name, seconds(result.begin, result.end), inside, result.outcome);
+    add_case(variant.request.macro->name, name, seconds(result.begin, result.end), inside, result.conclusion);
   }
 
   void end_step(const StepEnd &end) override {
     if (!end.skipped.empty())
       add_case(end.step.macro, end.made == 0 ? "all runs" : "other runs", "0",
-               fmt::format("      <skipped message=\"{}\"/>\n", xml(end.skipped)), Outcome::skipped);
-    std::string time = text_of(step_begin_);
+               fmt::format("      <skipped message=\"{}\"/>\n", xml(end.skipped)), Conclusion::skipped);
+    std::string time = time_text(step_begin_);
     time.pop_back();  // The zone is UTC, and consumers take none.
     suites_ += fmt::format(
         "  <testsuite name=\"{}\" {} time=\"{}\" timestamp=\"{}\">\n    <properties>\n{}{}{}    "
@@ -158,12 +158,12 @@ class JunitReporter : public PlanReporter {
                fmt::format("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites name=\"{}\" {} time=\"{}\">\n{}"
                            "</testsuites>\n",
                            xml(title_), all_.attributes(), seconds(begin_, end.time), suites_),
-               JUNIT_OPTION);
+               Subject::junit);
   }
 
  private:
   void add_case(std::string_view macro, std::string_view name, std::string_view time, std::string_view inside,
-                Outcome outcome) {
+                Conclusion outcome) {
     suite_.count(outcome);
     all_.count(outcome);
     cases_ += fmt::format("    <testcase classname=\"{}.{}\" name=\"{}\" time=\"{}\"", xml(name_), xml(macro),

@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "engine/text/error.hpp"
 #include "engine/text/file.hpp"
 #include "engine/report/plan_reporters.hpp"
 #include "scdb/record.hpp"
@@ -14,20 +15,19 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::string_view OCPTV_OPTION = "--ocptv";
-constexpr std::string_view HOST_ID = "mcrhost";
 /// Up to here every whole number is a double, which is what consumers make of numbers.
 constexpr std::uint64_t LARGEST_NUMBER = std::uint64_t{1} << 53;
 
 /// How a step or the plan ended.
-std::string_view status_of(Outcome outcome) {
+std::string_view status_of(Conclusion outcome) {
   switch (outcome) {
-    case Outcome::passed:
-    case Outcome::failed:
+    case Conclusion::passed:
+    case Conclusion::failed:
       return "COMPLETE";
-    case Outcome::error:
+    case Conclusion::error:
+    case Conclusion::stopped:
       return "ERROR";
-    case Outcome::skipped:
+    case Conclusion::skipped:
       break;
   }
   return "SKIP";
@@ -55,12 +55,15 @@ class OcptvReporter : public PlanReporter {
  public:
   explicit OcptvReporter(std::string path) : path_{std::move(path)} {}
 
+  [[nodiscard]] bool wants_all_results() const override { return true; }
+
   void begin(const PlanStart &start) override {
+    client_ = start.client;
     add(start.time, "schemaVersion", {{"major", 2}, {"minor", 0}});
     add_to_run(start.time, "testRunStart",
                {{"name", start.plan.name},
-                {"version", MACRODEBUG_VERSION},
-                {"commandLine", start.command_line},
+                {"version", client_.version},
+                {"commandLine", client_.command_line},
                 {"parameters", {{"title", start.plan.title}}},
                 {"dutInfo", dut_info(start)}});
   }
@@ -74,14 +77,14 @@ class OcptvReporter : public PlanReporter {
     for (const MeasuredValue &value : result.measured)
       if (value.number)
         add_measurement(variant, result, value);
-    if (result.outcome == Outcome::error) {
+    if (result.conclusion > Conclusion::failed) {
       add_to_step(result.end, "error",
                   {{"symptom", variant.request.macro->name + "-error"},
                    {"message", in_its_place(result, message_of(result))},
-                   {"softwareInfoIds", {HOST_ID, library_of(variant)}}});
+                   {"softwareInfoIds", {client_.name, library_of(variant)}}});
       return;
     }
-    if (result.outcome == Outcome::passed)
+    if (result.conclusion == Conclusion::passed)
       return diagnose(variant, result, "PASS", "as-expected", fmt::format("{}, as expected", name_of(result.verdict)));
     for (const std::string &failure : result.failures)
       diagnose(variant, result, "FAIL", "failure", failure);
@@ -89,14 +92,16 @@ class OcptvReporter : public PlanReporter {
       diagnose(variant, result, "FAIL", "finding", finding);
     for (const std::string &mismatch : result.mismatches)
       diagnose(variant, result, "FAIL", "mismatch", mismatch);
+    for (const std::string &note : result.notes)
+      add_to_step(result.end, "log", {{"severity", "INFO"}, {"message", in_its_place(result, note)}});
     if (message_of(result).empty())
-      diagnose(variant, result, "FAIL", "unexpected", reason_of(step, result));
+      diagnose(variant, result, "FAIL", "unexpected", reason_of(result.conclusion, result.verdict, step.verdict));
   }
 
   void end_step(const StepEnd &end) override {
     if (!end.skipped.empty())
       add_to_step(end.time, "log", {{"severity", "INFO"}, {"message", fmt::format("not run: {}", end.skipped)}});
-    add_to_step(end.time, "testStepEnd", {{"status", status_of(end.outcome)}});
+    add_to_step(end.time, "testStepEnd", {{"status", status_of(end.conclusion)}});
   }
 
   void end(const PlanEnd &end) override {
@@ -105,18 +110,18 @@ class OcptvReporter : public PlanReporter {
                  {{"severity", "WARNING"},
                   {"message", fmt::format("interrupted: {} of {} runs were made", end.made, end.total)}});
     // Where a stop was asked for, or a run could not tell, nothing is said of the hardware as a whole.
-    const Outcome outcome = end.interrupted ? Outcome::skipped : end.outcome;
+    const Conclusion outcome = end.interrupted ? Conclusion::skipped : end.conclusion;
     add_to_run(end.time, "testRunEnd",
                {{"status", status_of(outcome)},
-                {"result", outcome == Outcome::passed   ? "PASS"
-                           : outcome == Outcome::failed ? "FAIL"
+                {"result", outcome == Conclusion::passed   ? "PASS"
+                           : outcome == Conclusion::failed ? "FAIL"
                                                         : "NOT_APPLICABLE"}});
-    write_file(path_, lines_, OCPTV_OPTION);
+    write_file(path_, lines_, Subject::ocptv);
   }
 
  private:
   void add(Instant time, std::string_view artifact, Json content) {
-    const Json line{{"sequenceNumber", sequence_++}, {"timestamp", text_of(time)}, {artifact, std::move(content)}};
+    const Json line{{"sequenceNumber", sequence_++}, {"timestamp", time_text(time)}, {artifact, std::move(content)}};
     lines_ += line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
   }
   void add_to_run(Instant time, std::string_view what, Json content) {
@@ -152,9 +157,9 @@ class OcptvReporter : public PlanReporter {
           hardware.push_back({{"hardwareInfoId", id},
                               {"name", fmt::format("group of {}", scdb::info(*scdb::kind_of(unit.type)).title)}});
     }
-    Json software{{{"softwareInfoId", HOST_ID},
-                   {"name", HOST_ID},
-                   {"version", MACRODEBUG_VERSION},
+    Json software{{{"softwareInfoId", client_.name},
+                   {"name", client_.name},
+                   {"version", client_.version},
                    {"softwareType", "APPLICATION"}}};
     for (const std::string &library : libraries)
       software.push_back({{"softwareInfoId", library}, {"name", library}, {"softwareType", "APPLICATION"}});
@@ -192,6 +197,7 @@ class OcptvReporter : public PlanReporter {
   }
 
   std::string path_;
+  ClientInfo client_;
   std::string lines_;
   std::string step_;
   unsigned sequence_ = 0;

@@ -1,17 +1,13 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "engine/plan/events.hpp"
+#include "engine/text/sink.hpp"
 
 /// The formats in which results of plans are told.  Those that write a file write it whole at the end.
 namespace engine {
-
-/// Where a report goes, piece by piece.  It may throw InputError: the plan then goes to its end without this report.
-using Sink = std::function<void(std::string_view text)>;
 
 /// For people: a line for each step, and what was not as expected.
 /// @param every_run  a line for each run as well.

@@ -46,7 +46,7 @@ class TextReporter : public PlanReporter {
   }
 
   void add(const PlanStep &step, const PlanVariant & /*variant*/, const CaseResult &result) override {
-    if (result.outcome == Outcome::passed && !every_run_)
+    if (result.conclusion == Conclusion::passed && result.notes.empty() && !every_run_)
       return;
     if (shown_ == CASES_SHOWN && !every_run_) {
       ++hidden_;
@@ -54,11 +54,11 @@ class TextReporter : public PlanReporter {
     }
     ++shown_;
     const std::string reason =
-        result.outcome == Outcome::passed ? std::string{name_of(result.verdict)} : reason_of(step, result);
+        result.conclusion == Conclusion::passed ? std::string{name_of(result.verdict)} : reason_of(result.conclusion, result.verdict, step.verdict);
     details_ += fmt::format("  {}{}{}: {}{}\n", result.unit, result.values.empty() ? "" : "  ", result.values, reason,
                             step.repeat == 1 ? "" : fmt::format(", run {} of {}", result.runs, step.repeat));
-    details_ += sentences("failed", result.failures) + sentences("found", result.findings)
-                + sentences("unexpected", result.mismatches);
+    details_ += sentences("failure", result.failures) + sentences("finding", result.findings)
+                + sentences("mismatch", result.mismatches) + sentences("note", result.notes);
   }
 
   void end_step(const StepEnd &end) override {
@@ -69,12 +69,12 @@ class TextReporter : public PlanReporter {
       counts = end.made == 0 ? end.skipped : fmt::format("{}, {} not made: {}", counts, total - end.made, end.skipped);
     if (hidden_ != 0)
       details_ += fmt::format("  {} more\n", hidden_);
-    sink_(fmt::format("{:8} {:{}}  {:{}}  {}\n{}", name_of(end.outcome), name_of_step(end.step), name_width_,
+    sink_(fmt::format("{:8} {:{}}  {:{}}  {}\n{}", name_of(end.conclusion), name_of_step(end.step), name_width_,
                              end.step.macro, macro_width_, counts, details_));
   }
 
   void end(const PlanEnd &end) override {
-    std::string line = fmt::format("{}: {} of {} as expected", name_of(end.outcome), end.passed, runs(end.total));
+    std::string line = fmt::format("{}: {} of {} as expected", name_of(end.conclusion), end.passed, runs(end.total));
     if (end.made != end.total)
       line += fmt::format(", {} not made", end.total - end.made);
     if (end.skipped_steps != 0)

@@ -64,11 +64,12 @@ std::string number_of(const NamedValue &value) {
   return title.empty() ? name : fmt::format("{}: {}", name, title);
 }
 
-std::string directions_table(const MacroEntry &entry) {
+std::string directions_table(const MacroEntry &entry, SubjectName name) {
+  const std::string direction_name = code(name(Subject::direction));
   if (entry.directions.empty())
-    return "\nThe direction (`--rw`) is not looked at.\n";
-  Table table{"Directions", {"`--rw`", "Value", "What the macro does"}};
-  for (const Direction &direction : entry.directions)
+    return fmt::format("\nThe direction ({}) is not looked at.\n", direction_name);
+  Table table{"Directions", {direction_name, "Value", "What the macro does"}};
+  for (const MacroDirection &direction : entry.directions)
     table.add({code(direction.name), rw_text(direction.rw), plain(direction.title)});
   table.add({"other", "", plain(otherwise_of(entry))});
   return table.text();
@@ -135,14 +136,14 @@ const scdb::Macro &macro_of(const MacroEntry &entry) {
   return *macro;
 }
 
-std::string section_of(const MacroEntry &entry) {
+std::string section_of(const MacroEntry &entry, SubjectName subject) {
   Table facts{"", {"", ""}};
   for (const auto &[name, text] : facts_of(entry, macro_of(entry)))
     if (name != "family")
       facts.add({name, plain(text)});
   return fmt::format("\n## {}\n\n{}.\n", entry.name, plain(entry.title)) + paragraphs(entry.text) + facts.text()
-         + directions_table(entry) + parameters_table(entry) + data_tables(entry, true) + data_tables(entry, false)
-         + outcomes_table(entry) + fmt::format("\n```\n{}\n```\n", example_of(entry));
+         + directions_table(entry, subject) + parameters_table(entry) + data_tables(entry, true) + data_tables(entry, false)
+         + outcomes_table(entry) + fmt::format("\n```\n{}\n```\n", example_of(entry, subject));
 }
 
 /// The name of a heading in links.
@@ -156,13 +157,13 @@ std::string anchor_of(std::string_view name) {
 
 }  // namespace
 
-std::string reference_of(const Family &family) {
+std::string reference_of(const Family &family, SubjectName name) {
   Table macros{"", {"Macro", "Unit", "What it does"}};
   std::string sections;
   for (const MacroEntry &entry : family.macros) {
     macros.add({fmt::format("[{}](#{})", entry.name, anchor_of(entry.name)), std::string{scdb::info(entry.unit).name},
                 plain(entry.title)});
-    sections += section_of(entry);
+    sections += section_of(entry, name);
   }
   return fmt::format("{}# {}\n", MADE, plain(family.title)) + paragraphs(family.text) + macros.text()
          + "\nBits count from the least significant, bit 0. A value that is not accepted is refused with the sub-code under\n"
@@ -170,10 +171,11 @@ std::string reference_of(const Family &family) {
          + sections;
 }
 
-std::string reference_index(std::span<const Family> families) {
+std::string reference_index(std::span<const std::shared_ptr<const Family>> families) {
   Table table{"", {"Family", "Macros"}};
   std::size_t count = 0;
-  for (const Family &family : families) {
+  for (const std::shared_ptr<const Family> &row : families) {
+    const Family &family = *row;
     std::vector<std::string> names;
     for (const MacroEntry &entry : family.macros)
       names.push_back(fmt::format("[{}]({}.md#{})", entry.name, family.name, anchor_of(entry.name)));

@@ -2,13 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "engine/text/error.hpp"
 #include "scdb/record.hpp"
 #include "engine/unit/selection.hpp"
-#include "engine/text/words.hpp"
 
 namespace engine {
 namespace {
@@ -134,42 +132,12 @@ class DryRun::Copy final : public scdb::Machine {
 DryRun::DryRun() {
   std::unique_ptr<scdb::Machine> copy = scdb::machine().copy();
   if (!copy)
-    throw InputError(
-        fmt::format("--dry-run: {} cannot be copied, and a dry run works on a copy", scdb::machine().name()));
+    throw InputError{Subject::dry_run,
+                     fmt::format("{} cannot be copied, and a dry run works on a copy", scdb::machine().name())};
   machine_.emplace(std::make_unique<Copy>(*this, std::move(copy)));
   observing_.emplace(call_);
 }
 
 DryRun::~DryRun() = default;
-
-std::string text_of(const std::vector<PlannedWrite> &writes) {
-  std::string text;
-  for (const PlannedWrite &write : writes) {
-    text += fmt::format("  {:<8}  {:<12}  {}", write.where, scdb::name_of(write.primitive), write.what);
-    if (write.before)
-      text += fmt::format("  {} ->", hex(*write.before));
-    for (const macro_word word : write.words)
-      text += fmt::format("{}{}", write.before ? " " : "  ", hex(word));
-    text += '\n';
-  }
-  return text;
-}
-
-nlohmann::ordered_json json_of(const std::vector<PlannedWrite> &writes) {
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (const PlannedWrite &write : writes) {
-    nlohmann::ordered_json words = nlohmann::ordered_json::array();
-    for (const macro_word word : write.words)
-      words.push_back(hex(word));
-    nlohmann::ordered_json row{{"chip", write.where},
-                               {"primitive", scdb::name_of(write.primitive)},
-                               {"what", write.what},
-                               {"words", std::move(words)}};
-    if (write.before)
-      row["before"] = hex(*write.before);
-    list.push_back(std::move(row));
-  }
-  return list;
-}
 
 }  // namespace engine

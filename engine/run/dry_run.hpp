@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -48,12 +47,5 @@ class DryRun {
   std::optional<scdb::Substitute> machine_;
   std::optional<scdb::Observing> observing_;
 };
-
-/// A line for each write:
-///
-///     cpu:0.0   lmcr_jtag     code 0xB0  0x400C5748
-///     cpu:0.0   lmcr_scan     ring 0x3C word 83  0x00000000 -> 0x08000000
-[[nodiscard]] std::string text_of(const std::vector<PlannedWrite> &writes);
-[[nodiscard]] nlohmann::ordered_json json_of(const std::vector<PlannedWrite> &writes);
 
 }  // namespace engine

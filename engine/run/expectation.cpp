@@ -2,39 +2,36 @@
 
 #include <fmt/format.h>
 
-#include <cctype>
-#include <nlohmann/json.hpp>
+#include <algorithm>
+#include <array>
 
 #include "engine/text/error.hpp"
-#include "engine/text/word_file.hpp"
 #include "engine/text/words.hpp"
 
 namespace engine {
 namespace {
 
-constexpr std::string_view EXPECT = "--expect";
-constexpr std::string_view MASK = "--mask";
-
-/// What begins as no number does is the name of a file.
-bool names_file(const std::vector<std::string> &texts) {
-  return texts.size() == 1 && !texts[0].empty() && texts[0][0] != '-'
-         && std::isdigit(static_cast<unsigned char>(texts[0][0])) == 0;
-}
+constexpr std::array<std::string_view, 5> VERDICTS{"pass", "finding", "failure", "error", "stopped"};
 
 }  // namespace
 
-Expectation parse_expectation(const std::vector<std::string> &expected, const std::vector<std::string> &masks) {
-  Expectation result{names_file(expected) ? read_words(expected[0], EXPECT) : parse_words(expected, EXPECT),
-                     parse_words(masks, MASK)};
-  if (result.words.empty() && !expected.empty())
-    throw InputError(fmt::format("{}: '{}' keeps no words", EXPECT, expected[0]));
-  if (result.words.empty() && !masks.empty())
-    throw InputError(fmt::format("{}: there is nothing to compare; give {} too", MASK, EXPECT));
-  if (result.masks.size() > 1 && result.masks.size() != result.words.size())
-    throw InputError(fmt::format("{}: {} masks are given for {} words; give one for all, or one for each", MASK,
-                                 result.masks.size(), result.words.size()));
-  result.masks.resize(result.words.size(), result.masks.empty() ? MACRO_ALL : result.masks[0]);
-  return result;
+std::string_view name_of(Verdict verdict) {
+  return VERDICTS.at(static_cast<std::size_t>(verdict));
+}
+
+std::optional<Verdict> expectable_verdict(std::string_view name) {
+  for (const Verdict verdict : {Verdict::pass, Verdict::finding, Verdict::failure})
+    if (name_of(verdict) == name)
+      return verdict;
+  return std::nullopt;
+}
+
+std::vector<macro_word> masks_for(std::vector<macro_word> masks, std::size_t words) {
+  if (masks.size() > 1 && masks.size() != words)
+    throw InputError{Subject::mask, fmt::format("{} masks are given for {} words; give one for all, or one for each",
+                                                masks.size(), words)};
+  masks.resize(words, masks.empty() ? MACRO_ALL : masks[0]);
+  return masks;
 }
 
 std::optional<macro_word> data_word(const RunRequest &request, const RunResult &run, std::size_t index) {
@@ -77,23 +74,6 @@ std::string describe(const Comparison &comparison) {
                      comparison.words == 1 ? "word differs" : "words differ", first.index,
                      first.is ? hex(*first.is) : "not written", hex(first.expected),
                      first.mask == MACRO_ALL ? "" : fmt::format(" (mask {})", hex(first.mask)));
-}
-
-std::string text_of(const Comparison &comparison) {
-  if (comparison.first)
-    return fmt::format("unexpected: {}\n", describe(comparison));
-  return fmt::format("expected: {} as expected\n",
-                     comparison.words == 1 ? "1 word is" : fmt::format("{} words are", comparison.words));
-}
-
-nlohmann::ordered_json json_of(const Comparison &comparison) {
-  nlohmann::ordered_json json{{"words", comparison.words}, {"differing", comparison.differing}, {"first", nullptr}};
-  if (const auto &first = comparison.first)
-    json["first"] = {{"index", first->index},
-                     {"is", first->is ? nlohmann::ordered_json(hex(*first->is)) : nullptr},
-                     {"expected", hex(first->expected)},
-                     {"mask", hex(first->mask)}};
-  return json;
 }
 
 }  // namespace engine

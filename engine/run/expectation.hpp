@@ -1,29 +1,43 @@
 #pragma once
 
 #include <cstddef>
-#include <nlohmann/json_fwd.hpp>
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "engine/catalogue/named_values.hpp"
 #include "engine/run/runner.hpp"
 
 namespace engine {
 
-/// What the first words of _DATA should be after a run.
+/// What a run says of the hardware.
+enum class Verdict : std::uint8_t {
+  pass,     ///< it ended without failure and found nothing
+  finding,  ///< it ended without failure and found something
+  failure,  ///< the hardware failed, or the macro refused its parameters
+  error,    ///< nothing: it crashed, left its areas, or asked for what the machine does not have
+  stopped,  ///< nothing: it was stopped before its end
+};
+/// "pass", "finding", "failure", "error", "stopped".
+[[nodiscard]] std::string_view name_of(Verdict verdict);
+/// The reverse, of the first three: what can be expected.
+[[nodiscard]] std::optional<Verdict> expectable_verdict(std::string_view name);
+
+/// What a run should come to.
 struct Expectation {
-  std::vector<macro_word> words;
-  std::vector<macro_word> masks;  ///< bits that are compared: one for each word
+  Verdict verdict = Verdict::pass;  ///< pass, finding or failure
+  std::vector<macro_word> words;    ///< what the first words of _DATA should be
+  std::vector<macro_word> masks;    ///< bits of them that are compared: one for each word
+  std::vector<NamedExpectation> named;
 };
 
-/// Reads --expect and --mask.
-/// @param expected  words, or the name of one file that keeps them.
-/// @param masks     none, one for all words, or one for each.
-/// @throw InputError
-[[nodiscard]] Expectation parse_expectation(const std::vector<std::string> &expected,
-                                            const std::vector<std::string> &masks);
+/// One mask for each word: those given, where one stands for all and none for all bits.
+/// @throw InputError for another number of masks.
+[[nodiscard]] std::vector<macro_word> masks_for(std::vector<macro_word> masks, std::size_t words);
 
-/// What came of the comparison.
+/// What came of the comparison of words.
 struct Comparison {
   std::size_t words = 0;      ///< compared
   std::size_t differing = 0;  ///< of them
@@ -46,9 +60,5 @@ struct Comparison {
 
 /// How many words differ and the first of them, in a sentence; empty where all are as expected.
 [[nodiscard]] std::string describe(const Comparison &comparison);
-
-/// "expected: all 2 words are as expected", or how many differ and the first of them.
-[[nodiscard]] std::string text_of(const Comparison &comparison);
-[[nodiscard]] nlohmann::ordered_json json_of(const Comparison &comparison);
 
 }  // namespace engine

@@ -111,6 +111,34 @@ std::string describe_status(std::span<const macro_word> record, const MacroEntry
                : "_RETURN is -1, and the error record is none that a primitive or a macro writes";
 }
 
+using Fate = RingLeft::Fate;
+
+struct FateTitle {
+  Fate fate;
+  std::string_view name;
+  std::string_view title;
+};
+constexpr std::array<FateTitle, 4> FATES{{
+    {Fate::restored, "restored", "rings left open, restored"},
+    {Fate::not_restored, "not restored", "rings left open, not restored"},
+    {Fate::left_open, "left open", "rings left open"},
+    {Fate::kept_open, "kept open", "rings kept open"},
+}};
+
+/// The rings that came to this, in a sentence; empty where none did.
+std::string sentence_of(const RunResult &run, Fate fate) {
+  std::vector<std::string> names;
+  for (const RingLeft &left : run.rings)
+    if (left.fate == fate)
+      names.push_back(fmt::format("{} ring 0x{:02X}{}", scdb::to_string(left.ring.chip), left.ring.ring,
+                                  left.reason == scdb::Reason::none
+                                      ? ""
+                                      : fmt::format(" ({})", scdb::title_of(left.reason))));
+  if (names.empty())
+    return {};
+  return fmt::format("{}: {}", std::ranges::find(FATES, fate, &FateTitle::fate)->title, joined(names));
+}
+
 std::string describe_position(const CallPosition &position) {
   if (position.number == 0)
     return "before any primitive call";
@@ -159,12 +187,33 @@ std::vector<std::string> failures_of(const RunResult &run, const MacroEntry *ent
     failures.push_back(fmt::format("stopped by {} at primitive call {}", run.stop->by, run.stop->call));
   if (run.status == MACRO_FAILED && !(run.stop && is_of_stop(run.record)))
     failures.push_back(describe_status(run.record, entry));
+  for (const Fate fate : {Fate::not_restored, Fate::left_open})
+    if (const std::string sentence = sentence_of(run, fate); !sentence.empty())
+      failures.push_back(sentence);
   return failures;
+}
+
+std::vector<std::string> notes_of(const RunResult &run) {
+  std::vector<std::string> notes;
+  for (const Fate fate : {Fate::restored, Fate::kept_open})
+    if (std::string sentence = sentence_of(run, fate); !sentence.empty())
+      notes.push_back(std::move(sentence));
+  if (run.machine_after == MachineAfter::put_back)
+    notes.emplace_back(
+        "the machine is as it was before the run again, with no open rings, because the macro crashed inside a "
+        "primitive");
+  if (run.machine_after == MachineAfter::halfway)
+    notes.emplace_back("the machine may be halfway through an access, because the macro crashed inside a primitive");
+  return notes;
 }
 
 std::string_view title_of_sub_code(macro_word code) {
   const auto *const row = std::ranges::find(SUB_CODES, code, &SubCode::code);
   return row == SUB_CODES.end() ? std::string_view{} : row->title;
+}
+
+std::string_view name_of(RingLeft::Fate fate) {
+  return std::ranges::find(FATES, fate, &FateTitle::fate)->name;
 }
 
 std::string_view name_of(Access access) {

@@ -3,8 +3,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstring>
 #include <new>
-#include <utility>
 
 namespace engine {
 namespace {
@@ -19,52 +20,94 @@ std::size_t round_up(std::size_t value, std::size_t unit) {
   return (value + unit - 1) / unit * unit;
 }
 
+std::size_t page_bytes() {
+  static const auto bytes = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  return bytes;
+}
+
+std::size_t guard_bytes() {
+  return round_up(GUARD_BYTES, page_bytes());
+}
+
+/// Memory that is at two addresses: at `seen` it can only be read.
+/// @return where it can be written; null when it cannot be had.
+std::byte *map_twice(std::byte *seen, std::size_t bytes) {
+  const int memory = memfd_create("macrodebug area", MFD_CLOEXEC);
+  if (memory < 0)
+    return nullptr;
+  void *own = MAP_FAILED;
+  if (ftruncate(memory, static_cast<off_t>(bytes)) == 0
+      && mmap(seen, bytes, PROT_READ, MAP_SHARED | MAP_FIXED, memory, 0) != MAP_FAILED)
+    own = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
+  close(memory);
+  return own == MAP_FAILED ? nullptr : static_cast<std::byte *>(own);
+}
+
 }  // namespace
 
-GuardedArea::GuardedArea(std::string_view name, std::size_t words) : name_{name} {
-  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  const std::size_t guard = round_up(GUARD_BYTES, page);
-  const std::size_t usable = round_up(words * sizeof(macro_word), page);
-  void *const mapping = mmap(nullptr, usable + 2 * guard, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+GuardedArea::GuardedArea(std::string_view name, std::size_t words, AreaUse use) : name_{name}, usable_{bytes_for(words)} {
+  const std::size_t guard = guard_bytes();
+  void *const mapping = mmap(nullptr, usable_ + 2 * guard, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (mapping == MAP_FAILED)
     throw std::bad_alloc();
   mapping_ = static_cast<std::byte *>(mapping);
-  mapped_bytes_ = usable + 2 * guard;
-  if (mprotect(mapping_ + guard, usable, PROT_READ | PROT_WRITE) != 0) {
-    munmap(mapping_, mapped_bytes_);
+  if (use == AreaUse::read)
+    own_ = map_twice(mapping_ + guard, usable_);
+  else if (mprotect(mapping_ + guard, usable_, PROT_READ | PROT_WRITE) == 0)
+    own_ = mapping_ + guard;
+  if (own_ == nullptr) {
+    munmap(mapping_, usable_ + 2 * guard);
     throw std::bad_alloc();
   }
-  void *const first = mapping_ + guard;
-  const std::span<macro_word> all{static_cast<macro_word *>(first), usable / sizeof(macro_word)};
-  slack_ = all.first(all.size() - words);
-  words_ = all.last(words);
-  for (macro_word &word : slack_)
-    word = CANARY;
+  place(words);
 }
 
 GuardedArea::~GuardedArea() {
-  munmap(mapping_, mapped_bytes_);
+  if (own_ != mapping_ + guard_bytes())
+    munmap(own_, usable_);
+  munmap(mapping_, usable_ + 2 * guard_bytes());
 }
 
-void GuardedArea::protect() {
-  void *const first = slack_.data();
-  protected_ = mprotect(first, (slack_.size() + words_.size()) * sizeof(macro_word), PROT_READ) == 0;
+std::size_t GuardedArea::bytes_for(std::size_t words) {
+  return round_up(words * sizeof(macro_word), page_bytes());
+}
+
+void GuardedArea::place(std::size_t words) {
+  void *const first = own_;
+  const std::span<macro_word> all{static_cast<macro_word *>(first), usable_ / sizeof(macro_word)};
+  slack_ = all.first(all.size() - words);
+  words_ = all.last(words);
+  std::ranges::fill(slack_, CANARY);
+}
+
+void GuardedArea::resize(std::size_t words) {
+  if (words != words_.size())
+    place(words);
+}
+
+macro_word *GuardedArea::address() const {
+  void *const seen = mapping_ + guard_bytes() + slack_.size_bytes();
+  return static_cast<macro_word *>(seen);
 }
 
 std::optional<std::ptrdiff_t> GuardedArea::index_of(std::uintptr_t address) const {
   const auto begin = reinterpret_cast<std::uintptr_t>(mapping_);
-  if (address < begin || address - begin >= mapped_bytes_)
+  if (address < begin || address - begin >= usable_ + 2 * guard_bytes())
     return std::nullopt;
-  const auto first = reinterpret_cast<std::uintptr_t>(words_.data());
-  const std::size_t before = (first - begin) / sizeof(macro_word);
+  const std::size_t before = guard_bytes() / sizeof(macro_word) + slack_.size();
   return static_cast<std::ptrdiff_t>((address - begin) / sizeof(macro_word)) - static_cast<std::ptrdiff_t>(before);
 }
 
-std::optional<std::ptrdiff_t> GuardedArea::underrun() const {
-  for (std::size_t i = 0; i < slack_.size(); ++i)
-    if (slack_[i] != CANARY)
-      return static_cast<std::ptrdiff_t>(i) - static_cast<std::ptrdiff_t>(slack_.size());
-  return std::nullopt;
+std::optional<std::ptrdiff_t> GuardedArea::take_underrun() {
+  // All alike, and the first as it should be.
+  if (slack_.empty()
+      || (slack_.front() == CANARY
+          && std::memcmp(slack_.data(), slack_.data() + 1, slack_.size_bytes() - sizeof(macro_word)) == 0))
+    return std::nullopt;
+  const auto written = std::ranges::find_if(slack_, [](macro_word word) { return word != CANARY; });
+  const std::ptrdiff_t index = (written - slack_.begin()) - static_cast<std::ptrdiff_t>(slack_.size());
+  std::ranges::fill(slack_, CANARY);
+  return index;
 }
 
 }  // namespace engine

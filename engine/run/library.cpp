@@ -137,9 +137,9 @@ const Macro &macro_named(std::string_view text) {
   }
   if (found == nullptr) {
     const std::string nearest = nearest_names(wanted);
-    throw InputError(fmt::format(
-        "there is no macro '{}'; {}", text,
-        nearest.empty() ? "'mcrhost list' shows those there are" : fmt::format("the nearest: {}", nearest)));
+    if (!nearest.empty())
+      throw InputError(fmt::format("there is no macro '{}'; the nearest: {}", text, nearest));
+    throw InputError({fmt::format("there is no macro '{}'; ", text), Subject::macro_list, " shows those there are"});
   }
   if (all != found->name)
     throw InputError(fmt::format("'{}' means several macros; give the whole name: {}", text, all));

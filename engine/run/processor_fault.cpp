@@ -19,11 +19,34 @@ constexpr std::array<FaultSignal, 4> FAULT_SIGNALS{{
     {SIGILL, "illegal instruction"},
 }};
 
-sigjmp_buf resume;
-Fault caught;
+constexpr std::size_t STACK_BYTES = std::size_t{128} << 10;
 
-void catch_fault(int signal, siginfo_t *info, void *context) {
-  caught = Fault{};
+/// A stack of the handlers' own, so that also an exhausted stack is survived.
+std::array<std::byte, STACK_BYTES> handler_stack;
+stack_t former_stack;
+std::array<struct sigaction, FAULT_SIGNALS.size()> former;
+
+sigjmp_buf resume;
+ProcessorFault caught;
+volatile std::sig_atomic_t catching = 0;
+
+/// A fault that is not the macro's: the former handler gets it, when the instruction is tried again.
+void hand_back(int signal, const siginfo_t *info) {
+  for (std::size_t i = 0; i < FAULT_SIGNALS.size(); ++i)
+    if (FAULT_SIGNALS[i].signal == signal)
+      sigaction(signal, &former[i], nullptr);
+  // A signal that a program sent comes only once.
+  if (info->si_code <= 0)
+    raise(signal);
+}
+
+void trap(int signal, siginfo_t *info, void *context) {
+  if (catching == 0) {
+    hand_back(signal, info);
+    return;
+  }
+  catching = 0;
+  caught = ProcessorFault{};
   caught.signal = signal;
   // The kernel sends SI_KERNEL where the processor gave no address, and SI_USER and below for signals of programs.
   if ((signal == SIGSEGV || signal == SIGBUS) && info->si_code > 0 && info->si_code != SI_KERNEL) {
@@ -33,45 +56,35 @@ void catch_fault(int signal, siginfo_t *info, void *context) {
   siglongjmp(resume, 1);
 }
 
-/// The handlers, on a stack of their own so that also an exhausted stack is survived; the former ones come back at the
-/// end of the scope.
-class Handlers {
- public:
-  Handlers() {
-    stack_t stack{};
-    stack.ss_sp = stack_.data();
-    stack.ss_size = stack_.size();
-    sigaltstack(&stack, &former_stack_);
-    struct sigaction action {};
-    action.sa_sigaction = catch_fault;
-    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
-    sigemptyset(&action.sa_mask);
-    for (std::size_t i = 0; i < FAULT_SIGNALS.size(); ++i)
-      sigaction(FAULT_SIGNALS[i].signal, &action, &former_[i]);
-  }
-  ~Handlers() {
-    for (std::size_t i = 0; i < FAULT_SIGNALS.size(); ++i)
-      sigaction(FAULT_SIGNALS[i].signal, &former_[i], nullptr);
-    sigaltstack(&former_stack_, nullptr);
-  }
-  Handlers(const Handlers &) = delete;
-  Handlers &operator=(const Handlers &) = delete;
-
- private:
-  static constexpr std::size_t STACK_BYTES = std::size_t{128} << 10;
-  static inline std::array<std::byte, STACK_BYTES> stack_;
-
-  stack_t former_stack_{};
-  std::array<struct sigaction, FAULT_SIGNALS.size()> former_{};
-};
-
 }  // namespace
 
-std::optional<Fault> run_caught(void (*body)(void *), void *context) {
-  const Handlers handlers;
-  if (sigsetjmp(resume, 1) != 0)
+FaultTraps::FaultTraps() {
+  stack_t stack{};
+  stack.ss_sp = handler_stack.data();
+  stack.ss_size = handler_stack.size();
+  sigaltstack(&stack, &former_stack);
+  struct sigaction action {};
+  action.sa_sigaction = trap;
+  // The signal stays open in its handler, which may never return: then nobody has to open it again.
+  action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+  sigemptyset(&action.sa_mask);
+  for (std::size_t i = 0; i < FAULT_SIGNALS.size(); ++i)
+    sigaction(FAULT_SIGNALS[i].signal, &action, &former[i]);
+}
+
+FaultTraps::~FaultTraps() {
+  for (std::size_t i = 0; i < FAULT_SIGNALS.size(); ++i)
+    sigaction(FAULT_SIGNALS[i].signal, &former[i], nullptr);
+  sigaltstack(&former_stack, nullptr);
+}
+
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): it takes the traps to be there.
+std::optional<ProcessorFault> FaultTraps::catch_faults(void (*body)(void *), void *context) {
+  if (sigsetjmp(resume, 0) != 0)
     return caught;
+  catching = 1;
   body(context);
+  catching = 0;
   return std::nullopt;
 }
 

@@ -10,19 +10,29 @@ namespace engine {
 enum class Access : std::uint8_t { unknown, read, write };
 
 /// A fault that the processor reported.
-struct Fault {
+struct ProcessorFault {
   int signal = 0;
   Access access = Access::unknown;
   /// The address that was accessed; nothing where the processor does not tell.
   std::optional<std::uintptr_t> address;
 };
 
-/// Calls `body(context)` and comes back also when it makes an invalid memory access, runs out of stack, divides by zero
-/// or meets an illegal instruction.
-///
-/// What `body` had begun is then left as it stands, and no destructor of it runs: it must own nothing.  Calls must not
-/// be nested.
-[[nodiscard]] std::optional<Fault> run_caught(void (*body)(void *), void *context);
+/// While it lives faults can be caught.  One that happens outside of catch_faults() goes to the handler of before, as if
+/// there were no traps.  There is one at a time.
+class FaultTraps {
+ public:
+  FaultTraps();
+  ~FaultTraps();
+  FaultTraps(const FaultTraps &) = delete;
+  FaultTraps &operator=(const FaultTraps &) = delete;
+
+  /// Calls `body(context)` and comes back also when it makes an invalid memory access, runs out of stack, divides by
+  /// zero or meets an illegal instruction.  It makes no system call where none of that happens.
+  ///
+  /// What `body` had begun is then left as it stands, and no destructor of it runs: it must own nothing.  Calls must not
+  /// be nested.
+  [[nodiscard]] std::optional<ProcessorFault> catch_faults(void (*body)(void *), void *context);
+};
 
 /// "invalid memory access" and the like.
 [[nodiscard]] std::string_view title_of_signal(int signal);

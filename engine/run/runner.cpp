@@ -1,9 +1,8 @@
 #include "engine/run/runner.hpp"
 
 #include <algorithm>
-
-#include "engine/run/guard.hpp"
-#include "engine/run/stop.hpp"
+#include <tuple>
+#include <utility>
 
 namespace engine {
 namespace {
@@ -14,52 +13,74 @@ constexpr macro_word background(std::size_t index) {
   return 0xA5C35A3C ^ static_cast<macro_word>(index) * 0x9E3779B1U;
 }
 
-/// The areas of one run.
-struct Areas {
-  explicit Areas(const RunRequest &request)
-      : para{"_PARA", std::max(request.para.size(), LEAST_PARA_WORDS)},
-        data{"_DATA", std::max<std::size_t>(request.data_words, 1)} {
-    std::ranges::copy(request.unit.mring, mring.words().begin());
-    std::ranges::copy(request.para, para.words().begin());
-    if (request.rw != RW_WRITE)
-      for (std::size_t i = 0; i < data.words().size(); ++i)
-        data.words()[i] = background(i);
-    std::ranges::copy(request.data, data.words().begin());
-    before.assign(data.words().begin(), data.words().end());
-    mring.protect();
-    para.protect();
-  }
+/// What a word of _DATA holds before the run.
+macro_word before_run(const RunRequest &request, std::size_t index) {
+  if (index < request.data.size())
+    return request.data[index];
+  return request.rw == RW_WRITE ? 0 : background(index);
+}
 
-  [[nodiscard]] std::array<const GuardedArea *, 5> all() const { return {&mring, &para, &data, &err, &exp}; }
+DataWords written_words(const RunRequest &request, std::span<const macro_word> words) {
+  std::size_t size = words.size();
+  while (size != 0 && words[size - 1] == before_run(request, size - 1))
+    --size;
+  DataWords written(size);
+  for (std::size_t i = 0; i < size; ++i)
+    if (words[i] != before_run(request, i))
+      written[i] = words[i];
+  return written;
+}
 
-  GuardedArea mring{"_MRING", MRING_WORDS};
-  GuardedArea para;
-  GuardedArea data;
-  GuardedArea err{"_ERR", ERROR_RECORD_WORDS};
-  GuardedArea exp{"_EXP", EXP_WORDS};
-  std::vector<macro_word> before;  ///< _DATA as the macro gets it
-};
+}  // namespace
 
-/// The call itself, as run_caught() wants it; a fault may leave it at any point, so it owns nothing.
-struct EntryCall {
+/// The call itself, as catch_faults() wants it; a fault may leave it at any point, so it owns nothing.
+struct Runner::EntryCall {
   const RunRequest *request;
-  Areas *areas;
+  Runner *runner;
   int result;
 
   static void make(void *context) {
     auto *const call = static_cast<EntryCall *>(context);
     const Selection &unit = call->request->unit;
-    Areas &areas = *call->areas;
-    call->result = call->request->macro->entry(unit.type, unit.number, areas.mring.words().data(), call->request->rw,
-                                               areas.para.words().data(), areas.data.words().data(),
-                                               areas.err.words().data(), areas.exp.words().data());
+    const Runner &runner = *call->runner;
+    call->result = call->request->macro->entry(unit.type, unit.number, runner.mring_.address(), call->request->rw,
+                                               runner.para_->address(), runner.data_->address(), runner.err_.address(),
+                                               runner.exp_.address());
   }
 };
 
-std::optional<Breach> breach_of(const Fault &fault, const Areas &areas) {
+Runner::Runner() = default;
+Runner::~Runner() = default;
+
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): the areas are this runner's.
+GuardedArea &Runner::area_of(std::map<std::size_t, GuardedArea> &areas, std::string_view name, std::size_t words,
+                             AreaUse use) {
+  const std::size_t bytes = GuardedArea::bytes_for(words);
+  const auto found = areas.find(bytes);
+  if (found == areas.end())
+    return areas.emplace(std::piecewise_construct, std::tuple{bytes}, std::tuple{name, words, use}).first->second;
+  found->second.resize(words);
+  return found->second;
+}
+
+void Runner::fill(const RunRequest &request) {
+  para_ = &area_of(para_areas_, "_PARA", std::max(request.para.size(), LEAST_PARA_WORDS), AreaUse::read);
+  data_ = &area_of(data_areas_, "_DATA", std::max<std::size_t>({request.data_words, request.data.size(), 1}),
+                   AreaUse::read_and_write);
+  std::ranges::copy(request.unit.mring, mring_.words().begin());
+  const std::span<macro_word> para = para_->words();
+  std::ranges::fill(std::ranges::copy(request.para, para.begin()).out, para.end(), 0);
+  const std::span<macro_word> data = data_->words();
+  for (std::size_t i = 0; i < data.size(); ++i)
+    data[i] = before_run(request, i);
+  std::ranges::fill(err_.words(), 0);
+  std::ranges::fill(exp_.words(), 0);
+}
+
+std::optional<Breach> Runner::breach_of(const ProcessorFault &fault) {
   if (!fault.address)
     return std::nullopt;
-  for (const GuardedArea *area : areas.all()) {
+  for (const GuardedArea *area : areas()) {
     const std::optional<std::ptrdiff_t> index = area->index_of(*fault.address);
     if (!index)
       continue;
@@ -71,68 +92,40 @@ std::optional<Breach> breach_of(const Fault &fault, const Areas &areas) {
   return std::nullopt;
 }
 
-std::vector<Breach> underruns_of(const Areas &areas) {
+std::vector<Breach> Runner::underruns() {
   std::vector<Breach> underruns;
-  for (const GuardedArea *area : areas.all())
-    if (const std::optional<std::ptrdiff_t> index = area->underrun())
+  for (GuardedArea *area : areas())
+    if (const std::optional<std::ptrdiff_t> index = area->take_underrun())
       underruns.push_back({area->name(), *index, area->words().size(), Access::write});
   return underruns;
 }
 
-std::vector<std::optional<macro_word>> written_words(const Areas &areas) {
-  const std::span<const macro_word> words = areas.data.words();
-  std::vector<std::optional<macro_word>> written;
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    if (words[i] == areas.before[i])
-      continue;
-    written.resize(i + 1);
-    written[i] = words[i];
-  }
-  return written;
-}
-
-}  // namespace
-
-MachineInfo current_machine() {
-  const scdb::Machine &machine = scdb::machine();
-  return {machine.name(), machine.simulated()};
-}
-
-RunResult run_macro(const RunRequest &request, Interruption *interruption) {
-  Areas areas{request};
+RunResult Runner::run(const RunRequest &request, StopToken *stop) {
+  fill(request);
   RunResult result;
-  result.machine = current_machine();
 
   CallLog log;
   const scdb::Observing observing{log};
-  const unsigned refused_before = interruption != nullptr ? interruption->refused() : 0;
-  std::optional<scdb::Observing> interrupting;
-  if (interruption != nullptr)
-    interrupting.emplace(*interruption);
+  const unsigned refused_before = stop != nullptr ? stop->refused() : 0;
+  std::optional<scdb::Observing> stopping;
+  if (stop != nullptr)
+    stopping.emplace(*stop);
   scdb::begin_run();
-  EntryCall call{.request = &request, .areas = &areas, .result = 0};
-  if (const std::optional<Fault> fault = run_caught(EntryCall::make, &call))
-    result.crash = Crash{*fault, breach_of(*fault, areas), log.position()};
+  EntryCall call{.request = &request, .runner = this, .result = 0};
+  if (const std::optional<ProcessorFault> fault = traps_.catch_faults(EntryCall::make, &call))
+    result.crash = Crash{*fault, breach_of(*fault), log.position()};
   else
     result.result = call.result;
 
   result.status = _RETURN;
   result.calls = log.count();
   // From the first call that was made to fail, all were.
-  if (interruption != nullptr && interruption->refused() > refused_before)
-    result.stop = Stop{interruption->by(), result.calls - (interruption->refused() - refused_before) + 1};
-  std::ranges::copy(areas.err.words(), result.record.begin());
-  result.data = written_words(areas);
-  result.underruns = underruns_of(areas);
-  result.open_rings = scdb::open_rings();
+  if (stop != nullptr && stop->refused() > refused_before)
+    result.stop = Stop{stop->by(), result.calls - (stop->refused() - refused_before) + 1, stop->cause()};
+  std::ranges::copy(err_.words(), result.record.begin());
+  result.data = written_words(request, data_->words());
+  result.underruns = underruns();
   return result;
-}
-
-void restore_open_rings(RunResult &run) {
-  if (run.open_rings.empty() || run.crashed_in_primitive())
-    return;
-  const scdb::Outcome outcome = scdb::restore_open_rings();
-  run.restoration = Restoration{outcome, scdb::open_rings()};
 }
 
 }  // namespace engine

@@ -2,26 +2,38 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "engine/run/call_log.hpp"
 #include "engine/catalogue/catalogue.hpp"
+#include "engine/catalogue/decode.hpp"
+#include "engine/run/call_log.hpp"
+#include "engine/run/guard.hpp"
 #include "engine/run/processor_fault.hpp"
+#include "engine/run/stop.hpp"
+#include "engine/unit/selection.hpp"
 #include "scdb/macros.hpp"
 #include "scdb/session.hpp"
-#include "engine/unit/selection.hpp"
 
 namespace engine {
 
-/// Sizes of the areas, in words, where nothing else is asked for.  _PARA is at least this large, so that words not
-/// given read as 0; _DATA holds the largest dump, the 122,880 words of a crossbar.
+/// Sizes of the areas, in words, where nothing else is known.  _PARA is at least this large, so that words not given
+/// read as 0; _DATA holds the largest dump, the 122,880 words of a crossbar.
 inline constexpr std::size_t LEAST_PARA_WORDS = 16;
 inline constexpr std::size_t DEFAULT_DATA_WORDS = 131072;
 inline constexpr std::size_t EXP_WORDS = 256;
+
+/// What is done about rings that are open when a run is over.
+enum class OpenRings : std::uint8_t {
+  usual,    ///< restored on a simulated machine, left open on any other, where people decide
+  restore,  ///< what they held is put back
+  keep,     ///< they stay open for the next run, which was asked for
+};
 
 /// One run of one macro on one unit.
 struct RunRequest {
@@ -29,9 +41,10 @@ struct RunRequest {
   std::shared_ptr<const MacroEntry> entry;  ///< what the catalogue says of it; null where it has none
   Selection unit;
   macro_word rw = RW_READ;
-  std::vector<macro_word> para;                 ///< first words of _PARA, the others 0
-  std::vector<macro_word> data;                 ///< first words of _DATA
-  std::size_t data_words = DEFAULT_DATA_WORDS;  ///< size of _DATA; not less than data.size()
+  std::vector<macro_word> para;  ///< first words of _PARA, the others 0
+  std::vector<macro_word> data;  ///< first words of _DATA
+  std::size_t data_words = 1;    ///< size of _DATA; not less than data.size()
+  OpenRings rings = OpenRings::usual;
 };
 
 /// An access outside an area that a macro was given, or a write into one that it may only read.
@@ -44,65 +57,92 @@ struct Breach {
 
 /// The end of a run that came to no end of its own.
 struct Crash {
-  Fault fault;
+  ProcessorFault fault;
   std::optional<Breach> breach;  ///< where the address belongs to an area
   CallPosition position;
 };
-
-class Interruption;
 
 /// What made a run end before its time.
 struct Stop {
   std::string by;     ///< "Ctrl-C", "the time limit of 2 s"
   unsigned call = 0;  ///< the first primitive call that was made to fail, counted from 1
+  StopCause cause = StopCause::none;
 };
 
-/// What came of putting back what open rings held.
-struct Restoration {
-  scdb::Outcome outcome;                   ///< the first failure, if any
-  std::vector<scdb::OpenRing> still_open;  ///< rings that could not be restored
+/// A ring that was open when a run was over, and what became of it.
+struct RingLeft {
+  enum class Fate : std::uint8_t {
+    restored,
+    not_restored,  ///< it was tried and failed
+    left_open,
+    kept_open,     ///< as was asked for
+  };
+  scdb::OpenRing ring;
+  Fate fate = Fate::left_open;
+  scdb::Reason reason = scdb::Reason::none;  ///< why it was not restored
 };
 
-/// Which machine a run worked on.
-struct MachineInfo {
-  std::string name;
-  bool simulated = false;
+/// What became of the machine that a macro crashed in, inside a primitive: it may be halfway through an access.
+enum class MachineAfter : std::uint8_t {
+  sound,
+  put_back,  ///< it is as it was before the run, without open rings
+  halfway,   ///< it cannot be put back
 };
 
 /// What came of a run.
 struct RunResult {
-  MachineInfo machine;
   macro_word status = 0;      ///< _RETURN
   std::optional<int> result;  ///< of the macro's function; nothing after a crash
   unsigned calls = 0;         ///< primitive calls made
   std::array<macro_word, ERROR_RECORD_WORDS> record{};
-  std::vector<std::optional<macro_word>> data;  ///< up to the last word written; nothing where a word was not
-  std::vector<Breach> underruns;                ///< words before areas that were written
+  DataWords data;                 ///< up to the last word written; nothing where a word was not
+  std::vector<Breach> underruns;  ///< words before areas that were written
   std::optional<Crash> crash;
   std::optional<Stop> stop;
-  std::vector<scdb::OpenRing> open_rings;  ///< at the end of the run
-  std::optional<Restoration> restoration;  ///< of these rings; nothing where it was not tried
+  std::vector<RingLeft> rings;  ///< that were open at the end
+  MachineAfter machine_after = MachineAfter::sound;
 
-  /// Whether the machine may be halfway through an access.
+  /// Whether the machine may have been left halfway through an access.
   [[nodiscard]] bool crashed_in_primitive() const {
     return crash && crash->position.number != 0 && !crash->position.finished;
   }
   [[nodiscard]] bool ok() const { return status != MACRO_FAILED && !crash && !stop && underruns.empty(); }
 };
 
-/// The machine that macros are run on now.
-[[nodiscard]] MachineInfo current_machine();
+/// Runs macros to completion, their areas between guard pages, _PARA and the location words read-only.  Areas serve one
+/// run after another: where nothing goes wrong, a run makes no system call of its own.
+class Runner {
+ public:
+  Runner();
+  ~Runner();
+  Runner(const Runner &) = delete;
+  Runner &operator=(const Runner &) = delete;
 
-/// Runs a macro to completion, its areas between guard pages, _PARA and the location words read-only.
-///
-/// Words of _DATA that the caller gave nothing for hold 0 when the direction is "write" and a pattern otherwise; a word
-/// counts as written when it no longer holds what it held before the run.
-/// @param interruption  what may stop it at a primitive call; null: nothing.
-/// @throw std::bad_alloc
-[[nodiscard]] RunResult run_macro(const RunRequest &request, Interruption *interruption = nullptr);
+  /// Words of _DATA that the caller gave nothing for hold 0 when the direction is "write" and a pattern otherwise; a word
+  /// counts as written when it no longer holds what it held before the run.
+  /// @param stop  what may stop it at a primitive call; null: nothing.
+  /// @return what came of it, but for rings and machine.
+  /// @throw std::bad_alloc
+  [[nodiscard]] RunResult run(const RunRequest &request, StopToken *stop);
 
-/// Puts back what the rings held that a run left open, and keeps in its result what came of it.  After a crash inside a
-/// primitive it leaves the machine alone.
-void restore_open_rings(RunResult &run);
+ private:
+  struct EntryCall;
+
+  /// The area of this name and size.
+  GuardedArea &area_of(std::map<std::size_t, GuardedArea> &areas, std::string_view name, std::size_t words, AreaUse use);
+  [[nodiscard]] std::array<GuardedArea *, 5> areas() { return {&mring_, para_, data_, &err_, &exp_}; }
+  [[nodiscard]] std::optional<Breach> breach_of(const ProcessorFault &fault);
+  [[nodiscard]] std::vector<Breach> underruns();
+  void fill(const RunRequest &request);
+
+  FaultTraps traps_;
+  GuardedArea mring_{"_MRING", MRING_WORDS, AreaUse::read};
+  std::map<std::size_t, GuardedArea> para_areas_;  ///< by the bytes that their pages have
+  std::map<std::size_t, GuardedArea> data_areas_;
+  GuardedArea *para_ = nullptr;  ///< of this run
+  GuardedArea *data_ = nullptr;
+  GuardedArea err_{"_ERR", ERROR_RECORD_WORDS};
+  GuardedArea exp_{"_EXP", EXP_WORDS};
+};
 
 }  // namespace engine

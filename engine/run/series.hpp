@@ -1,16 +1,13 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
 #include <functional>
-#include <nlohmann/json_fwd.hpp>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "engine/run/expectation.hpp"
-#include "engine/run/stop.hpp"
-#include "engine/run/runner.hpp"
+#include "engine/run/bench.hpp"
+#include "engine/run/judgement.hpp"
 
 /// A macro run on one unit after another.
 namespace engine {
@@ -18,49 +15,43 @@ namespace engine {
 /// How the runs are made.
 struct SeriesRules {
   Expectation expectation;
-  macro_word times = 1;             ///< runs on each unit
-  bool keep_going = false;          ///< go on with the next unit when one does not go well
-  bool restore_open_rings = false;  ///< put back what rings held that a run left open
+  macro_word times = 1;     ///< runs on each unit
+  bool keep_going = false;  ///< go on with the next unit when one does not go well
 };
-
-/// What came of a unit.
-enum class Verdict : std::uint8_t { ok, failed, finding, unexpected, stopped, not_run };
 
 /// What came of the runs on one unit.
 struct UnitOutcome {
-  RunRequest request;  ///< with the unit
-  RunResult last;
-  Comparison comparison;
+  RunRequest request;   ///< with the unit
+  RunResult last;       ///< of the last run
+  Judgement judgement;  ///< of the last run
   macro_word made = 0;  ///< runs
-  Verdict verdict = Verdict::ok;
+  /// Of all of them: where a stop was asked for between two of them, they are stopped.
+  Conclusion conclusion = Conclusion::passed;
 };
 
 /// The units of a series by what came of them.
 class Tally {
  public:
-  void add(Verdict verdict, const Selection &unit) { units_[static_cast<std::size_t>(verdict)].push_back(unit); }
-  [[nodiscard]] const std::vector<Selection> &units(Verdict verdict) const {
-    return units_[static_cast<std::size_t>(verdict)];
+  void add(Conclusion conclusion, const Selection &unit) {
+    units_[static_cast<std::size_t>(conclusion)].push_back(unit);
+  }
+  [[nodiscard]] const std::vector<Selection> &units(Conclusion conclusion) const {
+    return units_[static_cast<std::size_t>(conclusion)];
   }
   /// How many there are altogether.
   [[nodiscard]] std::size_t size() const;
-  [[nodiscard]] bool all_ok() const { return units(Verdict::ok).size() == size(); }
+  [[nodiscard]] bool all_passed() const { return units(Conclusion::passed).size() == size(); }
 
  private:
-  std::array<std::vector<Selection>, static_cast<std::size_t>(Verdict::not_run) + 1> units_;
+  std::array<std::vector<Selection>, CONCLUSIONS> units_;
 };
 
 /// Runs on one unit after another: on each as often as the rules say, or until a run does not go well.
+/// @param made    is called after each run.
 /// @param report  is called when the runs on a unit are over.
-/// @param run     makes a run.
-[[nodiscard]] Tally run_series(const RunRequest &request, std::span<const Selection> units, const SeriesRules &rules,
-                               Interruption &interruption,
-                               const std::function<RunResult(const RunRequest &request)> &run,
+[[nodiscard]] Tally run_series(Bench &bench, const RunRequest &request, std::span<const Selection> units,
+                               const SeriesRules &rules, StopToken &stop,
+                               const std::function<void(const RunResult &result)> &made,
                                const std::function<void(const UnitOutcome &outcome)> &report);
-
-/// "4 units: 3 ok, 1 failed: cpu:0.1"
-[[nodiscard]] std::string text_of(const Tally &tally);
-/// The number of units, of those that went well, and the names of the others.
-[[nodiscard]] nlohmann::ordered_json json_of(const Tally &tally);
 
 }  // namespace engine

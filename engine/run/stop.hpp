@@ -1,61 +1,72 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "scdb/observer.hpp"
 
 namespace engine {
 
-/// What makes runs end before their time.
-enum class StopCause : std::uint8_t { none, ctrl_c, terminate, time_limit };
+/// Where a client asks for a stop: from a signal handler, or from another thread.
+class StopSource {
+ public:
+  /// @param by  who asks, "Ctrl-C"; must live on.
+  void ask(const char *by) noexcept { by_.store(by); }
+  /// Who asked; null when nobody has.
+  [[nodiscard]] const char *by() const noexcept { return by_.load(); }
+  void clear() noexcept { by_.store(nullptr); }
 
-/// While it lives, Ctrl-C and SIGTERM do not end the program: the next primitive call fails instead, and so does every
-/// later one, as when the time limit has passed.  A second signal of the same kind ends the program at once.
-///
-/// It must be the last of the observers, so that those before it see the calls that it makes fail.  It may be nested:
-/// an inner one stops for the same signals, and has a time limit of its own.
-class Interruption : public scdb::Observer {
+ private:
+  std::atomic<const char *> by_{nullptr};
+  static_assert(std::atomic<const char *>::is_always_lock_free, "signal handlers write it");
+};
+
+/// What makes runs end before their time.
+enum class StopCause : std::uint8_t {
+  none,
+  asked,       ///< somebody asked for it
+  time_limit,  ///< the time for all the work is over
+  own_limit,   ///< the time for this part of the work is over; what follows is made
+};
+
+/// Stops a run: once somebody has asked for it or the time limit has passed, the next primitive call fails, and so does
+/// every later one.  As an observer it must be the last one, so that those before it see the calls that it makes fail.
+class StopToken : public scdb::Observer {
  public:
   using Duration = std::chrono::nanoseconds;
-  enum class Heeds : std::uint8_t { signals, time_alone };
 
-  /// @param limit  how long from now on; nothing for no limit.
-  /// @param heeds  whether signals stop it too; work that puts things in order is stopped by its time limit alone.
-  explicit Interruption(std::optional<Duration> limit = std::nullopt, Heeds heeds = Heeds::signals);
-  ~Interruption() override;
-  Interruption(const Interruption &) = delete;
-  Interruption &operator=(const Interruption &) = delete;
+  /// @param source  where a stop may be asked for; null: nowhere.  Must outlive it.
+  /// @param limit   how long from now on; nothing for no limit.
+  explicit StopToken(const StopSource *source, std::optional<Duration> limit = std::nullopt)
+      : source_{source}, limit_{limit} {}
+
+  /// For a part of the work: it stops with the whole, and has a time limit of its own.
+  /// @param whole  must outlive it.
+  StopToken(StopToken &whole, std::optional<Duration> limit) : whole_{&whole}, limit_{limit} {}
 
   [[nodiscard]] scdb::Reason before(const scdb::Call &call) override;
 
   /// Whether no further call is to be made.  Once it is so, it stays so.
   [[nodiscard]] bool stopped();
   [[nodiscard]] StopCause cause() const { return cause_; }
-  /// How much of the time limit is left, above 0; nothing without a limit.
-  [[nodiscard]] std::optional<Duration> left() const;
-  /// "Ctrl-C", "the time limit of 2 s"; to be asked for when stopped.
-  [[nodiscard]] std::string by() const;
+  /// "Ctrl-C", "the time limit of 2 s"; empty as long as it is not stopped.
+  [[nodiscard]] const std::string &by() const { return by_; }
   /// How many calls it has made fail.
   [[nodiscard]] unsigned refused() const { return refused_; }
 
  private:
   using Clock = std::chrono::steady_clock;
 
+  const StopSource *source_ = nullptr;
+  StopToken *whole_ = nullptr;
   std::optional<Duration> limit_;
-  Heeds heeds_;
   Clock::time_point began_ = Clock::now();
   StopCause cause_ = StopCause::none;
+  std::string by_;
   unsigned refused_ = 0;
 };
-
-/// Reads a time limit: seconds, with a decimal fraction where wanted.
-/// @param text  empty for none.
-/// @param what  what the message calls it, "--timeout".
-/// @throw InputError for what is not above 0, or more than a million.
-[[nodiscard]] std::optional<Interruption::Duration> parse_time_limit(std::string_view text, std::string_view what);
 
 }  // namespace engine

@@ -2,14 +2,8 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <iostream>
 #include <span>
-#include <utility>
 
-#include "engine/text/error.hpp"
 #include "scdb/record.hpp"
 #include "engine/unit/selection.hpp"
 #include "engine/text/words.hpp"
@@ -68,15 +62,6 @@ std::string describe_outcome(const scdb::CallResult &result) {
 
 }  // namespace
 
-Trace::Trace(std::string path) : path_{std::move(path)}, out_{&std::cerr} {
-  if (path_.empty())
-    return;
-  file_.open(path_);
-  if (!file_)
-    throw InputError(fmt::format("--trace: cannot write '{}': {}", path_, std::strerror(errno)));
-  out_ = &file_;
-}
-
 scdb::Reason Trace::before(const scdb::Call &call) {
   if (call.depth < under_way_.size())
     under_way_[call.depth] = pending_.size();
@@ -97,20 +82,9 @@ void Trace::after(const scdb::Call &call, const scdb::CallResult &result) {
 
 void Trace::write_pending() {
   for (std::size_t i = 0; i < pending_.size(); ++i)
-    *out_ << pending_[i] << (returned_[i] ? "\n" : " -> did not return\n");
+    sink_(pending_[i] + (returned_[i] ? "\n" : " -> did not return\n"));
   pending_.clear();
   returned_.clear();
-}
-
-void Trace::finish() {
-  if (out_->flush())
-    return;
-  const std::string reason = std::strerror(errno);
-  std::error_code unknown;
-  if (std::filesystem::is_regular_file(path_, unknown))
-    std::filesystem::remove(path_, unknown);
-  throw InputError(
-      fmt::format("--trace: cannot write {}: {}", path_.empty() ? "standard error" : "'" + path_ + "'", reason));
 }
 
 std::string describe_ring_address(macro_word address) {

@@ -1,18 +1,13 @@
 #pragma once
 
 #include <array>
-#include <fstream>
-#include <ostream>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "engine/text/sink.hpp"
 #include "scdb/observer.hpp"
 
 namespace engine {
-
-/// Stands for standard error where --trace names no file.
-inline constexpr std::string_view STANDARD_ERROR = "-";
 
 /// Writes one line for each primitive call: number, name, operands, unit and outcome; calls of nested macros are
 /// indented below the lmcr_maccall that ran them.
@@ -20,9 +15,8 @@ inline constexpr std::string_view STANDARD_ERROR = "-";
 ///      2  lmcr_jtag t0=all t1=all t2=all kind=0x0 code=0xB1 data=0x0 count=0x1 on cpu:0.0 -> 0x00000012
 class Trace : public scdb::Observer {
  public:
-  /// @param path  file to write, replaced when it exists; empty for standard error.
-  /// @throw InputError when the file cannot be written.
-  explicit Trace(std::string path);
+  /// @param sink  gets whole lines; it is called while a macro runs, and must not throw.
+  explicit Trace(Sink sink) : sink_{std::move(sink)} {}
 
   [[nodiscard]] scdb::Reason before(const scdb::Call &call) override;
   void after(const scdb::Call &call, const scdb::CallResult &result) override;
@@ -33,19 +27,13 @@ class Trace : public scdb::Observer {
     count_ = 0;
   }
 
-  /// Sees to it that everything has been written.
-  /// @throw InputError when it could not be.
-  void finish();
-
  private:
   /// Deeper than macros can be nested.
   static constexpr std::size_t DEPTHS = 80;
 
   void write_pending();
 
-  std::string path_;
-  std::ofstream file_;
-  std::ostream *out_;
+  Sink sink_;
   unsigned count_ = 0;
   std::vector<std::string> pending_;             ///< lines of the outermost call under way and those below it
   std::array<std::size_t, DEPTHS> under_way_{};  ///< for each depth, the index in pending_ of its call

@@ -22,8 +22,8 @@ constexpr std::size_t CHUNK = 65536;
 /// The largest file that is read: more than any state or data file has, and an end to what has none.
 constexpr std::size_t LARGEST_FILE = std::size_t{256} << 20;
 
-[[noreturn]] void fail(std::string_view what, std::string_view verb, const std::string &path, int error) {
-  throw InputError(fmt::format("{}: cannot {} '{}': {}", what, verb, path, std::strerror(error)));
+[[noreturn]] void fail(const Label &what, std::string_view verb, const std::string &path, int error) {
+  throw what.error(fmt::format("cannot {} '{}': {}", verb, path, std::strerror(error)));
 }
 
 /// A file that is being written; closed, and removed when it is a temporary one, unless it was finished.
@@ -84,7 +84,7 @@ void sync_folder_of(const std::string &path) {
   ::close(descriptor);
 }
 
-void write_in_place(const std::string &path, std::string_view bytes, std::string_view what) {
+void write_in_place(const std::string &path, std::string_view bytes, const Label &what) {
   Output output{::open(path.c_str(), O_WRONLY | O_CLOEXEC), {}};
   if (output.descriptor() < 0 || !output.write(bytes) || !output.close())
     fail(what, "write", path, errno);
@@ -92,7 +92,7 @@ void write_in_place(const std::string &path, std::string_view bytes, std::string
 
 }  // namespace
 
-std::optional<std::string> read_file_if_any(const std::string &path, std::string_view what) {
+std::optional<std::string> read_file_if_any(const std::string &path, const Label &what) {
   const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0 && errno == ENOENT)
     return std::nullopt;
@@ -119,14 +119,14 @@ std::optional<std::string> read_file_if_any(const std::string &path, std::string
   return bytes;
 }
 
-std::string read_file(const std::string &path, std::string_view what) {
+std::string read_file(const std::string &path, const Label &what) {
   std::optional<std::string> bytes = read_file_if_any(path, what);
   if (!bytes)
     fail(what, "read", path, ENOENT);
   return *std::move(bytes);
 }
 
-void check_writable(const std::string &path, std::string_view what) {
+void check_writable(const std::string &path, const Label &what) {
   struct stat status {};
   const bool exists = ::stat(path.c_str(), &status) == 0;
   if (exists && !S_ISREG(status.st_mode)) {
@@ -142,7 +142,7 @@ void check_writable(const std::string &path, std::string_view what) {
   const Output removed{descriptor, temporary};
 }
 
-void write_file(const std::string &path, std::string_view bytes, std::string_view what) {
+void write_file(const std::string &path, std::string_view bytes, const Label &what) {
   struct stat status {};
   const bool exists = ::stat(path.c_str(), &status) == 0;
   if (exists && !S_ISREG(status.st_mode))

@@ -62,14 +62,17 @@ std::vector<macro_word> words_of_text(std::string_view text, std::string_view or
   return words;
 }
 
-std::vector<macro_word> read_words(const std::string &path, std::string_view option) {
-  const std::string content = read_file(path, option);
-  const std::string origin = fmt::format("{}: {}", option, path);
-  return is_text_file(path) ? words_of_text(content, origin) : words_of_bytes(content, origin);
+std::vector<macro_word> read_words(const std::string &path, const Label &what) {
+  const std::string content = read_file(path, what);
+  try {
+    return is_text_file(path) ? words_of_text(content, path) : words_of_bytes(content, path);
+  } catch (const InputError &error) {
+    throw what.error(error.what());
+  }
 }
 
-void write_words(const std::string &path, std::span<const macro_word> words, std::string_view option) {
-  write_file(path, is_text_file(path) ? text_of(words) : bytes_of(words), option);
+void write_words(const std::string &path, std::span<const macro_word> words, const Label &what) {
+  write_file(path, is_text_file(path) ? text_of(words) : bytes_of(words), what);
 }
 
 }  // namespace engine

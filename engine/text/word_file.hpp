@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/text/error.hpp"
 #include "libscfjtag.h"
 
 /// Files of macro words: big-endian words on every processor, or text where the name ends with ".txt".
@@ -29,9 +30,9 @@ namespace engine {
 [[nodiscard]] std::vector<macro_word> words_of_text(std::string_view text, std::string_view origin,
                                                     unsigned first_line = 1);
 
-/// @param option  the option that names the file, for error messages.
+/// @param what  what error messages start with.
 /// @throw InputError
-[[nodiscard]] std::vector<macro_word> read_words(const std::string &path, std::string_view option);
-void write_words(const std::string &path, std::span<const macro_word> words, std::string_view option);
+[[nodiscard]] std::vector<macro_word> read_words(const std::string &path, const Label &what);
+void write_words(const std::string &path, std::span<const macro_word> words, const Label &what);
 
 }  // namespace engine

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <optional>
@@ -46,7 +47,16 @@ std::vector<macro_word> parse_words(const std::vector<std::string> &texts, std::
 }
 
 std::string hex(macro_word word) {
-  return fmt::format("0x{:08X}", word);
+  std::string text;
+  append_hex(text, word);
+  return text;
+}
+
+void append_hex(std::string &text, macro_word word) {
+  std::array<char, 10> digits{'0', 'x'};
+  for (std::size_t i = digits.size(); i != 2; word >>= 4)
+    digits[--i] = "0123456789ABCDEF"[word & 0xF];
+  text.append(digits.data(), digits.size());
 }
 
 std::string list_of_bits(macro_word mask) {

@@ -24,6 +24,9 @@ inline constexpr std::size_t WORDS_A_ROW = 4;
 /// "0x0000002A".
 [[nodiscard]] std::string hex(macro_word word);
 
+/// The same at the end of a text; a dump has many.
+void append_hex(std::string &text, macro_word word);
+
 /// The numbers of the bits set, counted from the least significant, as people write them: "0,2-3".
 [[nodiscard]] std::string list_of_bits(macro_word mask);
 

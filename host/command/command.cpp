@@ -10,12 +10,13 @@
 
 namespace host {
 
-Command::Command(const std::string &name, CommandText text) : CLI::App{text.summary, name}, text_{std::move(text)} {
+Command::Command(const std::string &name, CommandText text, OpenShell *shell)
+    : CLI::App{text.summary, name}, text_{std::move(text)}, shell_{shell} {
   footer([this] { return help_below_options(this->text()); });
 }
 
 Command::Command(const std::string &name, CommandText text, Command *whole)
-    : CLI::App{text.summary, name, whole}, text_{std::move(text)}, whole_{whole} {
+    : CLI::App{text.summary, name, whole}, text_{std::move(text)}, shell_{whole->shell_}, whole_{whole} {
   footer([this] { return help_below_options(this->text()); });
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/command/bench_in_use.hpp"
 #include "host/command/exit_status.hpp"
 #include "host/command/value.hpp"
 #include "host/names.hpp"
@@ -36,7 +37,8 @@ struct CommandText {
 class Command : public CLI::App {
  public:
   /// The program.
-  Command(const std::string &name, CommandText text);
+  /// @param shell  whose line is given to it; null where it is none's.
+  Command(const std::string &name, CommandText text, OpenShell *shell);
 
   /// Adds a command to the program, or a part to a command: "run" to "plan".
   Command *add_command(const std::string &name, CommandText text);
@@ -51,6 +53,9 @@ class Command : public CLI::App {
   /// @param without  what the flag sets where no file is given.
   CLI::Option *add_flag_or_file(const std::string &name, std::string_view without, std::string &variable,
                                 const std::string &description);
+
+  /// The shell whose line this is; null where it is none's.
+  [[nodiscard]] OpenShell *shell() const { return shell_; }
 
   /// Leaves it out of help, manual and completion.
   void hide() { group(""); }
@@ -74,6 +79,7 @@ class Command : public CLI::App {
   CLI::Option *keep(CLI::Option *option, const Value &value);
 
   CommandText text_;
+  OpenShell *shell_ = nullptr;
   const Command *whole_ = nullptr;  ///< what it is a part of; null for the program
   std::vector<const Command *> parts_;
   std::map<const CLI::Option *, Value> values_;

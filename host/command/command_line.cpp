@@ -8,7 +8,6 @@
 #include "host/command/commands.hpp"
 #include "host/command/help.hpp"
 #include "host/command/output.hpp"
-#include "host/command/session.hpp"
 
 namespace host {
 namespace {
@@ -56,12 +55,13 @@ void ask_for_help(const Command &program, std::vector<std::string> &words) {
 
 }  // namespace
 
-CommandLine::CommandLine()
+CommandLine::CommandLine(OpenShell *shell)
     : program_{"mcrhost",
                {.summary = "Runs the hardware test and debug macros of a multi-board server.",
                 .examples = {"mcrhost list", "mcrhost show cp_9A12_0101", "mcrhost run cp_9A10_0101 --unit cpu:0.0"},
                 .paragraphs = {"'mcrhost COMMAND --help' tells more of a command."},
-                .endings = Endings{}}} {
+                .endings = Endings{}},
+               shell} {
   // A further word is an argument, also where it is the name of a command.
   program_.require_subcommand(0, 1);
   program_.set_version_flag("--version", "mcrhost " MACRODEBUG_VERSION);
@@ -80,14 +80,14 @@ CommandLine::CommandLine()
   add_shell(program_, action_);
   add_manual(program_, action_);
   add_reference(program_, action_);
-  if (session() == nullptr)
+  if (shell == nullptr)
     add_complete(program_, action_);
   else
-    add_session_commands(program_, action_);
+    add_shell_commands(program_, action_);
 }
 
 Action CommandLine::parse(std::vector<std::string> words) {
-  if (session() != nullptr && !words.empty() && words.front() == HELP_COMMAND)
+  if (program_.shell() != nullptr && !words.empty() && words.front() == HELP_COMMAND)
     ask_for_help(program_, words);
   try {
     // The parser takes them from the end.

@@ -8,7 +8,8 @@ namespace host {
 /// The commands and their options, for one line of words.
 class CommandLine {
  public:
-  CommandLine();
+  /// @param shell  whose line it is; null where it is none's.
+  explicit CommandLine(OpenShell *shell = nullptr);
   CommandLine(const CommandLine &) = delete;
   CommandLine &operator=(const CommandLine &) = delete;
   ~CommandLine() = default;

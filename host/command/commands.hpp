@@ -25,7 +25,7 @@ void add_reference(Command &program, Action &action);
 void add_plan(Command &program, Action &action);
 
 /// What only the lines of a shell know: help, exit, quit.
-void add_session_commands(Command &program, Action &action);
+void add_shell_commands(Command &program, Action &action);
 inline constexpr std::string_view HELP_COMMAND = "help";
 
 }  // namespace host

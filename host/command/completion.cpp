@@ -7,7 +7,6 @@
 #include "host/command/command_line.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/completion_values.hpp"
-#include "host/command/session.hpp"
 #include "host/shell/line_words.hpp"
 
 namespace host {
@@ -58,7 +57,7 @@ class Walk {
  private:
   void enter(const Command &command) {
     // What follows "help" are the commands themselves.
-    if (session() == nullptr || command.get_name() != HELP_COMMAND)
+    if (given_.program->shell() == nullptr || command.get_name() != HELP_COMMAND)
       given_.command = &command;
     given_.values.clear();
   }
@@ -140,7 +139,7 @@ std::vector<Candidate> complete(const Command &program, const std::vector<std::s
   }
 }
 
-LineCompletion complete_line(std::string_view line) {
+LineCompletion complete_line(std::string_view line, OpenShell *shell) {
   LineWords taken = take_apart(line);
   if (taken.comment)
     return {line.size(), {}};
@@ -149,7 +148,7 @@ LineCompletion complete_line(std::string_view line) {
   const bool named = taken.words.size() > 1 && std::filesystem::path{taken.words.front()}.filename() == PROGRAM;
   taken.words.erase(taken.words.begin(), taken.words.begin() + (named ? 1 : 0));
 
-  const CommandLine commands;
+  const CommandLine commands{shell};
   LineCompletion completion{taken.last, complete(commands.program(), taken.words)};
   quote(completion.candidates, taken.open);
   return completion;

@@ -17,6 +17,7 @@ namespace host {
 
 /// Ways to go on with a line.
 /// @param line  up to the cursor; it may begin with the name of the program.
-[[nodiscard]] LineCompletion complete_line(std::string_view line);
+/// @param shell  whose line it is; null where it is none's.
+[[nodiscard]] LineCompletion complete_line(std::string_view line, OpenShell *shell = nullptr);
 
 }  // namespace host

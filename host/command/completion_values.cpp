@@ -26,22 +26,20 @@ std::string last_of(const Given &given, Takes takes) {
   return values.empty() ? std::string{} : values.back();
 }
 
-CommonOptions common_options(const Given &given) {
+/// The bench that the line would work on.
+BenchInUse bench_of(const Given &given) {
   CommonOptions options;
+  options.shell = given.program->shell();
   options.machine = last_of(given, Takes::machine);
   options.libraries = given.of(Takes::library);
-  return options;
+  options.catalogue = last_of(given, Takes::catalogue);
+  return BenchInUse{options};
 }
 
-std::vector<scdb::Chip> chips_of_machine(const Given &given) {
-  open_machine(common_options(given));
-  return scdb::machine().chips();
-}
-
-/// The entry of the macro that the line names.
-std::optional<MacroEntry> entry_of(const Given &given) {
-  open_libraries(common_options(given));
-  return Catalogue{last_of(given, Takes::catalogue)}.find(macro_named(last_of(given, Takes::macro)).name);
+/// The entry of the macro that the line names, null where there is none.
+std::shared_ptr<const MacroEntry> entry_of(const Given &given, BenchInUse &bench) {
+  bench->macros();
+  return bench.catalogue().find(macro_named(last_of(given, Takes::macro)).name);
 }
 
 Candidates candidates_of(const std::vector<std::string> &words) {
@@ -52,11 +50,10 @@ Candidates candidates_of(const std::vector<std::string> &words) {
 }
 
 /// Names; once something is typed also the test numbers that one macro alone has.
-Candidates macros(const Given &given) {
-  open_libraries(common_options(given));
+Candidates macros(const Given &given, BenchInUse &bench) {
   Candidates names;
   std::map<std::string, unsigned> numbers;
-  for (const scdb::Macro &macro : scdb::macros()) {
+  for (const scdb::Macro &macro : bench->macros()) {
     names.push_back({macro.name});
     ++numbers[fmt::format("{:04X}", macro.number)];
   }
@@ -88,8 +85,8 @@ std::set<unsigned> chips_everywhere(std::string_view place, const std::vector<sc
 }
 
 /// Kinds up to the colon, then boards, then chips; "+" begins with a board anew.
-Candidates units(const Given &given) {
-  const std::vector<scdb::Chip> chips = chips_of_machine(given);
+Candidates units(const Given &given, BenchInUse &bench) {
+  const std::vector<scdb::Chip> &chips = bench->chips();
   const std::string &word = given.word;
   const std::size_t colon = word.find(':');
   Candidates units;
@@ -123,11 +120,11 @@ Candidates units(const Given &given) {
   return units;
 }
 
-Candidates directions(const Given &given) {
-  const std::optional<MacroEntry> entry = entry_of(given);
+Candidates directions(const Given &given, BenchInUse &bench) {
+  const std::shared_ptr<const MacroEntry> entry = entry_of(given, bench);
   Candidates names;
   if (entry)
-    for (const Direction &direction : entry->directions)
+    for (const MacroDirection &direction : entry->directions)
       names.push_back({direction.name});
   return names.empty() ? Candidates{{"read"}, {"write"}, {"none"}} : names;
 }
@@ -149,8 +146,8 @@ Candidates flags(const ValueNames &names, const std::string &field, std::string_
 }
 
 /// Fields that are not given yet; behind the "=" of one, the names of its values.
-Candidates fields(const Given &given) {
-  const std::optional<MacroEntry> entry = entry_of(given);
+Candidates fields(const Given &given, BenchInUse &bench) {
+  const std::shared_ptr<const MacroEntry> entry = entry_of(given, bench);
   if (!entry)
     return {};
   Candidates candidates;
@@ -164,7 +161,7 @@ Candidates fields(const Given &given) {
     return candidates;
   }
   const std::string rw = last_of(given, Takes::direction);
-  const Direction *const direction = rw.empty() ? nullptr : entry->direction(direction_of(rw, &*entry));
+  const MacroDirection *const direction = rw.empty() ? nullptr : entry->direction(direction_of(rw, &*entry));
   const std::vector<std::string> known = given.of(Takes::field);
   for (const std::string &name : field_names(*entry, direction))
     if (std::ranges::none_of(known, [&](const std::string &field) { return field.starts_with(name + "="); }))
@@ -173,12 +170,12 @@ Candidates fields(const Given &given) {
 }
 
 /// The rings of the unit that is given, or of all chips.
-Candidates rings(const Given &given) {
-  const std::vector<scdb::Chip> chips = chips_of_machine(given);
+Candidates rings(const Given &given, BenchInUse &bench) {
+  const std::vector<scdb::Chip> &chips = bench->chips();
   const std::string unit = last_of(given, Takes::unit);
   std::set<unsigned> codes;
-  const auto add = [&codes](scdb::Chip chip) {
-    for (const scdb::Part &part : scdb::machine().parts(chip))
+  const auto add = [&codes, &bench](scdb::Chip chip) {
+    for (const scdb::Part &part : bench->machine().parts(chip))
       if (part.kind == scdb::Part::Kind::ring)
         codes.insert(part.ring);
   };
@@ -224,10 +221,10 @@ Candidates plans(const Given &given) {
   return names_and_files(names, given);
 }
 
-Candidates families(const Given &given) {
+Candidates families(const Given & /*given*/, BenchInUse &bench) {
   Candidates names;
-  for (const Family &family : Catalogue{last_of(given, Takes::catalogue)}.families())
-    names.push_back({family.name});
+  for (const std::shared_ptr<const Family> &family : bench.catalogue().families())
+    names.push_back({family->name});
   return names;
 }
 
@@ -250,6 +247,7 @@ Candidates kinds_of_chips(const Given &given) {
 }
 
 Candidates candidates_for(const Value &value, const Given &given) {
+  BenchInUse bench = bench_of(given);
   switch (value.takes) {
     case Takes::choice:
       return candidates_of(value.choices);
@@ -258,17 +256,17 @@ Candidates candidates_for(const Value &value, const Given &given) {
     case Takes::machine:
       return names_and_files(scdb::built_in_machines(), given);
     case Takes::macro:
-      return macros(given);
+      return macros(given, bench);
     case Takes::family:
-      return families(given);
+      return families(given, bench);
     case Takes::unit:
-      return units(given);
+      return units(given, bench);
     case Takes::direction:
-      return directions(given);
+      return directions(given, bench);
     case Takes::field:
-      return fields(given);
+      return fields(given, bench);
     case Takes::ring:
-      return rings(given);
+      return rings(given, bench);
     case Takes::plan:
       return plans(given);
     case Takes::command:

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/command/options.hpp"
-#include "engine/unit/selection.hpp"
+#include "engine/run/chip_access.hpp"
 
 #include "host/names.hpp"
 
@@ -28,26 +28,6 @@ void add_direct_options(Command &command, DirectOptions &options);
 
 /// When a command that accesses chips directly ends with which status.
 inline constexpr Endings DIRECT_ENDINGS{.ok = "every chip answered", .failed = "one failed"};
-
-/// One chip that is accessed, and the error record of the access.
-struct ChipCall {
-  scdb::Chip chip{};
-  Selection unit;  ///< this chip alone
-  std::array<macro_word, ERROR_RECORD_WORDS> record{};
-};
-
-/// Whether the primitives called so far on this chip have all succeeded.
-[[nodiscard]] bool succeeded();
-
-/// What an access to one chip gave.
-struct Answer {
-  std::vector<macro_word> words;
-  std::vector<std::string> names;  ///< of the words, where they have such: one for each
-  std::string done;                ///< where there are no words, what has been done: "written"
-};
-
-/// An access to one chip.  When a primitive fails it comes back at once; its answer is not looked at then.
-using ChipAccess = std::function<Answer(ChipCall &call)>;
 
 /// How many chips a unit may name.
 enum class Chips : std::uint8_t { any, one };

@@ -17,7 +17,6 @@ namespace {
 
 struct ListOptions {
   CommonOptions common;
-  std::string catalogue;
   std::string pattern;
   std::vector<std::string> kinds;
 };
@@ -30,18 +29,18 @@ struct Row {
   std::string title;                    ///< empty where the catalogue has no entry
 };
 
-std::map<std::string, std::string, std::less<>> titles(const std::string &catalogue) {
+std::map<std::string, std::string, std::less<>> titles(const Catalogue &catalogue) {
   std::map<std::string, std::string, std::less<>> titles;
-  for (const Family &family : Catalogue{catalogue}.families())
-    for (const MacroEntry &entry : family.macros)
+  for (const std::shared_ptr<const Family> &family : catalogue.families())
+    for (const MacroEntry &entry : family->macros)
       titles.emplace(entry.name, entry.title);
   return titles;
 }
 
-std::vector<Row> all_rows(const std::string &catalogue) {
+std::vector<Row> all_rows(std::span<const scdb::Macro> macros, const Catalogue &catalogue) {
   const auto known = titles(catalogue);
   std::vector<Row> rows;
-  for (const scdb::Macro &macro : scdb::macros()) {
+  for (const scdb::Macro &macro : macros) {
     const auto title = known.find(macro.name);
     rows.push_back({&macro, kind_of(macro),
                     scdb::parse_identification(macro.identification).value_or(scdb::Identification{}),
@@ -73,9 +72,9 @@ std::vector<scdb::ChipKind> wanted_kinds(const std::vector<std::string> &names) 
   return kinds;
 }
 
-std::vector<Row> rows(const ListOptions &options) {
+std::vector<Row> rows(const ListOptions &options, BenchInUse &bench) {
   const std::vector<scdb::ChipKind> kinds = wanted_kinds(options.kinds);
-  std::vector<Row> rows = all_rows(options.catalogue);
+  std::vector<Row> rows = all_rows(bench->macros(), bench.catalogue());
   std::erase_if(rows, [&](const Row &row) {
     return (!kinds.empty() && std::ranges::find(kinds, row.kind) == kinds.end())
            || (!options.pattern.empty() && !matches(options.pattern, row));
@@ -114,9 +113,9 @@ nlohmann::ordered_json json_list(const std::vector<Row> &rows, const MachineInfo
 }
 
 ExitStatus list(const ListOptions &options) {
-  open(options.common);
-  const MachineInfo machine = current_machine();
-  const std::vector<Row> shown = rows(options);
+  BenchInUse bench{options.common};
+  const MachineInfo &machine = bench->machine_info();
+  const std::vector<Row> shown = rows(options, bench);
   write_output(options.common.json ? json_list(shown, machine).dump(2) + "\n" : text_list(shown, machine));
   return ExitStatus::ok;
 }
@@ -135,7 +134,7 @@ void add_list(Command &program, Action &action) {
       ->add("--unit-kind", options->kinds, Takes::kind_of_chip,
             "Show only macros of these kinds: cpu, mac, sc, xb, ioc, sp")
       ->delimiter(',');
-  add_catalogue_option(*command, options->catalogue);
+  add_catalogue_option(*command, options->common);
   add_common_options(*command, options->common);
   command->callback([options, &action] { action = [options] { return list(*options); }; });
 }

@@ -7,7 +7,6 @@
 #include "host/command/commands.hpp"
 #include "host/command/manual_pages.hpp"
 #include "host/command/output.hpp"
-#include "host/command/session.hpp"
 
 namespace host {
 namespace {
@@ -40,7 +39,7 @@ void add_manual(Command &program, Action &action) {
       "manual", {.summary = "Write the manual pages, in the man macros of roff",
                  .examples = {"mcrhost manual run | man -l -", "mcrhost manual --into /usr/local/share/man/man1"}});
   // The command line of a shell is not that of the program.
-  if (session() != nullptr)
+  if (program.shell() != nullptr)
     command->hide();
   const auto options = std::make_shared<ManualOptions>();
   command->add("COMMAND", options->command, Takes::command,

@@ -2,19 +2,17 @@
 
 #include <fmt/format.h>
 
-#include "engine/run/library.hpp"
-#include "engine/run/trace.hpp"
-#include "host/command/session.hpp"
-#include "host/command/state.hpp"
+#include "engine/text/error.hpp"
+#include "host/command/trace_file.hpp"
 #include "host/shell/line_words.hpp"
-#include "scdb/session.hpp"
 
 namespace host {
 namespace {
 
 /// An option that says what to work on.  The lines of a shell all work on the same: there it is hidden and refused.
-void of_the_shell(CLI::Option *option) {
-  if (session() == nullptr)
+void of_the_shell(const Command &command, CommonOptions &options, CLI::Option *option) {
+  options.shell = command.shell();
+  if (options.shell == nullptr)
     return;
   const std::string name = "--" + option->get_lnames().front();
   option->group("")->check([name](const std::string &value) -> std::string {
@@ -28,7 +26,7 @@ void of_the_shell(CLI::Option *option) {
 }  // namespace
 
 void add_machine_option(Command &command, CommonOptions &options) {
-  of_the_shell(command.add(
+  of_the_shell(command, options, command.add(
       "--machine", options.machine, Takes::machine,
       "Machine to work on: a description file, or the name of one built in (default: a small simulated server)"));
 }
@@ -40,6 +38,7 @@ void add_machine_options(Command &command, CommonOptions &options) {
 
 void add_library_option(Command &command, CommonOptions &options) {
   of_the_shell(
+      command, options,
       command
           .add("--library", options.libraries, Takes::library,
                "Macro library, may be repeated (default: $MACRODEBUG_LIBRARY, else the one installed with mcrhost)")
@@ -52,9 +51,8 @@ void add_common_options(Command &command, CommonOptions &options) {
 }
 
 void add_state_option(Command &command, CommonOptions &options) {
-  if (session() != nullptr)
-    options.state = session()->state();
   of_the_shell(
+      command, options,
       command.add("--state", options.state, Takes::file,
                   "Go on from the state of the machine that this file keeps, and keep the new one in it; without the "
                   "file the machine is as at power-on"));
@@ -76,29 +74,10 @@ void add_trace_option(Command &command, std::string &file) {
                            "Write a line for every primitive call to standard error, or with --trace=FILE to a file");
 }
 
-void add_catalogue_option(Command &command, std::string &folder) {
-  if (session() != nullptr)
-    folder = session()->catalogue();
-  command.add("--catalogue", folder, Takes::catalogue,
+void add_catalogue_option(Command &command, CommonOptions &options) {
+  options.shell = command.shell();
+  command.add("--catalogue", options.catalogue, Takes::catalogue,
               "Folder of catalogue files that say what macros mean (default: built in)");
-}
-
-void open_machine(const CommonOptions &options) {
-  if (session() != nullptr)
-    return;
-  scdb::attach(scdb::open_machine(options.machine));
-  if (!options.state.empty())
-    load_state(options.state);
-}
-
-void open_libraries(const CommonOptions &options) {
-  if (session() == nullptr)
-    load_libraries(options.libraries);
-}
-
-void open(const CommonOptions &options) {
-  open_machine(options);
-  open_libraries(options);
 }
 
 }  // namespace host

@@ -6,18 +6,16 @@
 #include <optional>
 #include <vector>
 
-#include "host/command/commands.hpp"
-#include "engine/text/distinct_files.hpp"
-#include "engine/text/file.hpp"
-#include "engine/run/library.hpp"
-#include "host/command/output.hpp"
 #include "engine/plan/engine.hpp"
 #include "engine/report/plan_reporters.hpp"
-#include "host/command/progress.hpp"
 #include "engine/report/run_report.hpp"
+#include "engine/text/distinct_files.hpp"
+#include "engine/text/file.hpp"
+#include "host/command/commands.hpp"
+#include "host/command/interruption.hpp"
+#include "host/command/output.hpp"
+#include "host/command/progress.hpp"
 #include "scdb/session.hpp"
-#include "host/command/session.hpp"
-#include "host/command/state.hpp"
 
 namespace host {
 namespace {
@@ -30,7 +28,6 @@ constexpr Endings PLAN_ENDINGS{
 
 struct PlanOptions {
   CommonOptions common;
-  std::string catalogue;
   std::string plan;
   std::string command_line;
   std::string junit;
@@ -43,9 +40,10 @@ struct PlanOptions {
   bool source = false;
 };
 
-Plan open_plan(const PlanOptions &options) {
-  open(options.common);
-  return read_plan(find_plan(options.plan), Catalogue{options.catalogue}, scdb::machine().chips());
+Plan open_plan(const PlanOptions &options, BenchInUse &bench) {
+  static_cast<void>(bench->machine());
+  bench->macros();
+  return read_plan(find_plan(options.plan), bench.catalogue(), bench->chips());
 }
 
 std::vector<std::unique_ptr<PlanReporter>> make_reporters(const PlanOptions &options) {
@@ -89,15 +87,16 @@ ExitStatus run_plan(const PlanOptions &options) {
                   {"--ocptv", options.ocptv},
                   {"--state", options.common.state},
                   {"--machine", options.common.machine}});
-  const std::optional<Interruption::Duration> limit = parse_time_limit(options.timeout, "--timeout");
+  const std::optional<StopToken::Duration> limit = parse_time_limit(options.timeout, "--timeout");
   const ProgressMode progress_mode = parse_progress_mode(options.progress, false);
   // A reader of the results that goes away is an error of the next write: what cleans up is run all the same.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-  const Plan plan = open_plan(options);
+  BenchInUse bench{options.common};
+  const Plan plan = open_plan(options, bench);
   const std::vector<std::unique_ptr<PlanReporter>> reporters = make_reporters(options);
   std::optional<Checkpoint> checkpoint;
   if (!options.checkpoint.empty()) {
-    checkpoint.emplace(options.checkpoint, plan, current_machine(), scdb::machine().chips());
+    checkpoint.emplace(options.checkpoint, plan, bench->machine_info(), bench->chips());
     if (options.resume)
       checkpoint->load();
     else
@@ -109,21 +108,16 @@ ExitStatus run_plan(const PlanOptions &options) {
   std::vector<PlanReporter *> heard{&shown};
   for (const std::unique_ptr<PlanReporter> &reporter : reporters)
     heard.push_back(reporter.get());
-  PlanEngine engine{plan, std::move(heard), checkpoint ? &*checkpoint : nullptr};
-  if (session() != nullptr)
-    session()->remember_machine();
-  const PlanEnd end = engine.run(options.command_line, limit);
-  if (!engine.halfway())
-    save_state(options.common.state);
-  else if (session() != nullptr)
-    session()->put_machine_back();
-  else
-    complain("a macro crashed inside a primitive: the state of the machine has not been kept since");
+  const Interruption interruption;
+  StopToken stop{&Interruption::source(), limit};
+  PlanEngine engine{*bench, plan, std::move(heard), checkpoint ? &*checkpoint : nullptr};
+  const PlanEnd end = engine.run({"mcrhost", MACRODEBUG_VERSION, options.command_line}, stop);
+  bench->keep_state();
   if (end.interrupted && checkpoint)
     complain("the same command with --resume goes on");
   if (end.failure)
-    throw InputError(*end.failure);
-  return end.interrupted || end.outcome > Outcome::passed ? ExitStatus::failed : ExitStatus::ok;
+    throw InputError{*end.failure};
+  return end.interrupted || end.conclusion > Conclusion::passed ? ExitStatus::failed : ExitStatus::ok;
 }
 
 ExitStatus list_plans() {
@@ -146,9 +140,10 @@ ExitStatus show_plan(const PlanOptions &options) {
     write_output(find_plan(options.plan).text);
     return ExitStatus::ok;
   }
-  const Plan plan = open_plan(options);
+  BenchInUse bench{options.common};
+  const Plan plan = open_plan(options, bench);
   std::string text = fmt::format("{}: {}  {} runs in {} steps  on {}\n", plan.name, plan.title, plan.cases(),
-                                 plan.steps.size(), label_of(current_machine()));
+                                 plan.steps.size(), label_of(bench->machine_info()));
   if (!plan.text.empty())
     text += fmt::format("\n{}{}", plan.text, plan.text.ends_with('\n') ? "" : "\n");
   for (const PlanStep &step : plan.steps) {
@@ -159,8 +154,10 @@ ExitStatus show_plan(const PlanOptions &options) {
                           step.variants.back().values);
     if (step.repeat > 1)
       text += fmt::format("\n  {} times each", step.repeat);
-    if (step.verdict != PlanVerdict::pass)
+    if (step.verdict != Verdict::pass)
       text += fmt::format("\n  expected: {}", name_of(step.verdict));
+    if (step.rings == OpenRings::keep)
+      text += "\n  rings that are open after a run stay open";
     text += "\n";
   }
   write_output(text);
@@ -189,7 +186,7 @@ Command *add_part(Command &plan, const std::string &name, CommandText text, Plan
             "Name of a built-in plan, or a file; the name of a file has a slash or a dot in it")
       ->required();
   add_common_options(*command, options.common);
-  add_catalogue_option(*command, options.catalogue);
+  add_catalogue_option(*command, options.common);
   return command;
 }
 

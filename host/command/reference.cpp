@@ -6,6 +6,7 @@
 #include "engine/report/reference.hpp"
 #include "engine/text/file.hpp"
 #include "host/command/commands.hpp"
+#include "host/command/option_names.hpp"
 #include "host/command/output.hpp"
 
 namespace host {
@@ -13,37 +14,39 @@ namespace {
 
 struct ReferenceOptions {
   CommonOptions common;
-  std::string catalogue;
   std::string family;
   std::string folder;
 };
 
-void write_pages(const std::vector<Family> &families, const std::string &folder) {
+using Families = std::vector<std::shared_ptr<const Family>>;
+
+void write_pages(const Families &families, const std::string &folder) {
   write_file(folder + "/README.md", reference_index(families), "--into");
-  for (const Family &family : families)
-    write_file(fmt::format("{}/{}.md", folder, family.name), reference_of(family), "--into");
+  for (const std::shared_ptr<const Family> &family : families)
+    write_file(fmt::format("{}/{}.md", folder, family->name), reference_of(*family, option_name), "--into");
 }
 
 ExitStatus reference(const ReferenceOptions &options) {
-  open_libraries(options.common);
-  const std::vector<Family> families = Catalogue{options.catalogue}.families();
+  BenchInUse bench{options.common};
+  bench->macros();
+  const Families families = bench.catalogue().families();
   if (!options.folder.empty()) {
     if (!options.family.empty())
       throw InputError("--into writes the pages of all families; give it, or one family");
     write_pages(families, options.folder);
     return ExitStatus::ok;
   }
-  const auto family = std::ranges::find(families, options.family, &Family::name);
+  const auto family = std::ranges::find(families, options.family, [](const auto &row) { return row->name; });
   if (family == families.end()) {
     std::string names;
-    for (const Family &known : families)
-      names += fmt::format("{}{}", names.empty() ? "" : ", ", known.name);
+    for (const std::shared_ptr<const Family> &known : families)
+      names += fmt::format("{}{}", names.empty() ? "" : ", ", known->name);
     throw InputError(fmt::format("{}; the families are {}",
                                  options.family.empty() ? "the family whose page is wanted is missing"
                                                         : fmt::format("there is no family '{}'", options.family),
                                  names));
   }
-  write_output(reference_of(*family));
+  write_output(reference_of(**family, option_name));
   return ExitStatus::ok;
 }
 
@@ -57,7 +60,7 @@ void add_reference(Command &program, Action &action) {
   command->add("FAMILY", options->family, Takes::family, "Family whose page is printed");
   command->add("--into", options->folder, Takes::folder, "Write the page of every family into this folder instead");
   add_library_option(*command, options->common);
-  add_catalogue_option(*command, options->catalogue);
+  add_catalogue_option(*command, options->common);
   command->callback([options, &action] { action = [options] { return reference(*options); }; });
 }
 

@@ -12,8 +12,6 @@
 #include "engine/unit/ring_place.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
-#include "host/command/session.hpp"
-#include "host/command/state.hpp"
 #include "engine/text/words.hpp"
 
 namespace host {
@@ -221,11 +219,13 @@ void add(Command &group, Action &action, const RingPart &row) {
 }
 
 /// Puts back what rings held that a run of this process left open: the machine that it worked on is still there.
-ExitStatus restore_open() {
+ExitStatus restore_open(const CommonOptions &options) {
+  BenchInUse bench{options};
   const std::vector<scdb::OpenRing> rings = scdb::open_rings();
-  const scdb::Outcome outcome = scdb::restore_open_rings();
+  scdb::Outcome outcome;
+  bench->access([&outcome] { outcome = scdb::restore_open_rings(); });
   const std::vector<scdb::OpenRing> left = scdb::open_rings();
-  std::string text = fmt::format("ring restore-open  on {}\n", label_of(current_machine()));
+  std::string text = fmt::format("ring restore-open  on {}\n", label_of(bench->machine_info()));
   for (const scdb::OpenRing &ring : rings)
     text += fmt::format("{}  ring 0x{:02X} {}\n", scdb::to_string(ring.chip), ring.ring,
                         std::ranges::find(left, ring) == left.end()
@@ -233,8 +233,7 @@ ExitStatus restore_open() {
                             : fmt::format("not restored: {}", scdb::title_of(outcome.reason)));
   if (rings.empty())
     text += "no ring is open\n";
-  if (session() != nullptr)
-    save_state(session()->state());
+  bench->keep_state();
   write_output(text);
   return outcome.ok() ? ExitStatus::ok : ExitStatus::failed;
 }
@@ -255,7 +254,11 @@ void add_ring(Command &program, Action &action) {
   for (const RingPart &row : PARTS)
     add(*group, action, row);
   group->add_command("restore-open", {.summary = "In the shell: put back what rings held that a run left open"})
-      ->callback([&action] { action = restore_open; });
+      ->callback([&action, shell = program.shell()] {
+        CommonOptions options;
+        options.shell = shell;
+        action = [options] { return restore_open(options); };
+      });
 }
 
 }  // namespace host

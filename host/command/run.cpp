@@ -1,25 +1,21 @@
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
-#include "host/command/commands.hpp"
+#include "engine/report/run_report.hpp"
+#include "engine/run/request.hpp"
 #include "engine/text/distinct_files.hpp"
-#include "engine/run/dry_run.hpp"
-#include "engine/run/expectation.hpp"
-#include "engine/catalogue/fields.hpp"
+#include "engine/text/word_file.hpp"
+#include "host/command/commands.hpp"
+#include "host/command/interruption.hpp"
+#include "host/command/option_names.hpp"
 #include "host/command/output.hpp"
 #include "host/command/progress.hpp"
-#include "engine/report/run_report.hpp"
 #include "host/command/run_options.hpp"
-#include "engine/run/series.hpp"
-#include "host/command/session.hpp"
-#include "host/command/state.hpp"
-#include "engine/run/trace.hpp"
-#include "engine/text/word_file.hpp"
+#include "host/command/trace_file.hpp"
 
 namespace host {
 namespace {
@@ -30,41 +26,42 @@ class RunCommand {
   explicit RunCommand(const RunOptions &options)
       : options_{options},
         limit_{parse_time_limit(options.timeout, "--timeout")},
-        progress_mode_{parse_progress_mode(options.progress, options.trace == STANDARD_ERROR)} {
+        progress_mode_{parse_progress_mode(options.progress, options.trace == STANDARD_ERROR)},
+        bench_{options.common} {
     check_distinct({{"--state", options.common.state},
                     {"--data-out", options.data_out},
                     {"--trace", options.trace == STANDARD_ERROR ? "" : options.trace},
                     {"--machine", options.common.machine}});
-    open(options.common);
-    request_ = make_request(options.text, Catalogue{options.catalogue});
-    units_ = units_of(options, request_);
+    static_cast<void>(bench_->machine());
+    bench_->macros();
+    request_ = make_request(spec_of(options), bench_.catalogue());
+    units_ = units_of(options, request_, *bench_);
     rules_ = rules_of(options);
     if (!options.data_out.empty() && units_.size() > 1)
       throw InputError(fmt::format("--data-out: these are {} runs, and the file keeps the words of one; give one chip",
                                    units_.size()));
     if (!options.trace.empty())
-      observing_.emplace(trace_.emplace(options.trace == STANDARD_ERROR ? "" : options.trace));
+      trace_.emplace(options.trace);
     if (options.dry_run)
-      dry_run_.emplace();
-    else if (session() != nullptr)
-      session()->remember_machine();
+      dry_run_ = &bench_->begin_dry_run();
   }
+  ~RunCommand() { bench_->end_dry_run(); }
+  RunCommand(const RunCommand &) = delete;
+  RunCommand &operator=(const RunCommand &) = delete;
 
   ExitStatus run() {
-    Interruption interruption{limit_};
+    const Interruption interruption;
+    StopToken stop{&Interruption::source(), limit_};
     progress_.emplace(progress_mode_, work());
     const scdb::Observing counting{*progress_};
     const Tally tally = run_series(
-        request_, units_, rules_, interruption,
-        [&](const RunRequest &request) { return run_once(request, interruption); },
+        *bench_, request_, units_, rules_, stop, [&](const RunResult &result) { made(result); },
         [&](const UnitOutcome &outcome) { report(outcome); });
     progress_->finish();
-    if (halfway_ && !dry_run_ && session() != nullptr)
-      session()->put_machine_back();
-    sum_up(tally, interruption);
+    sum_up(tally, stop);
     if (trace_)
       trace_->finish();
-    return tally.all_ok() ? ExitStatus::ok : ExitStatus::failed;
+    return tally.all_passed() ? ExitStatus::ok : ExitStatus::failed;
   }
 
  private:
@@ -75,14 +72,11 @@ class RunCommand {
     return work;
   }
 
-  RunResult run_once(const RunRequest &request, Interruption &interruption) {
-    RunResult result = run_macro(request, &interruption);
+  void made(const RunResult &result) {
     if (trace_)
       trace_->end_run();
     if (!result.stop)
       progress_->end_run();
-    halfway_ = halfway_ || result.crashed_in_primitive();
-    return result;
   }
 
   /// The writes that a dry run has planned since this was asked last.
@@ -97,25 +91,25 @@ class RunCommand {
     progress_->clear();
     if (!options_.data_out.empty())
       write_words(options_.data_out, data_words(outcome.request, outcome.last), "--data-out");
-    if (!dry_run_)
-      keep_state();
+    bench_->keep_state();
+    const FinishedRun finished{outcome.request, outcome.last, outcome.judgement, bench_->machine_info()};
     // Several objects are one a line, so that a program can take each as it comes.
     if (options_.common.json)
-      write_output(json_of(outcome).dump(units_.size() > 1 ? -1 : 2) + "\n");
+      write_output(json_of(outcome, finished).dump(units_.size() > 1 ? -1 : 2) + "\n");
     else
-      write_output(text_of(outcome));
+      write_output(text_of(outcome, finished));
   }
 
-  std::string text_of(const UnitOutcome &outcome) {
+  std::string text_of(const UnitOutcome &outcome, const FinishedRun &finished) {
     std::string text;
-    if (dry_run_) {
+    if (dry_run_ != nullptr) {
       const std::vector<PlannedWrite> writes = planned();
       text += fmt::format("dry run: nothing is changed; {} {} would be made\n{}", writes.size(),
-                          writes.size() == 1 ? "write" : "writes", host::text_of(writes));
+                          writes.size() == 1 ? "write" : "writes", text_of_writes(writes));
     }
-    text += text_report(outcome.request, outcome.last, options_.raw);
+    text += text_report(finished, options_.raw, option_name);
     if (!options_.expect.empty())
-      text += host::text_of(outcome.comparison);
+      text += comparison_text(outcome.judgement.comparison);
     if (!options_.repeat.empty())
       text += fmt::format("repeat: {} of {} runs made, {}\n", outcome.made, rules_.times, end_of(outcome));
     return text;
@@ -123,63 +117,47 @@ class RunCommand {
 
   /// Why there were no more runs.
   static std::string_view end_of(const UnitOutcome &outcome) {
-    if (outcome.verdict == Verdict::ok)
-      return "all went well";
-    return outcome.verdict == Verdict::stopped ? "then stopped" : "the last did not go well";
+    if (outcome.conclusion == Conclusion::passed)
+      return "all passed";
+    return outcome.conclusion == Conclusion::stopped ? "then stopped" : "the last did not pass";
   }
 
-  nlohmann::ordered_json json_of(const UnitOutcome &outcome) {
-    nlohmann::ordered_json json = json_report(outcome.request, outcome.last);
-    if (dry_run_)
-      json["dry_run"] = {{"writes", host::json_of(planned())}};
+  nlohmann::ordered_json json_of(const UnitOutcome &outcome, const FinishedRun &finished) {
+    nlohmann::ordered_json json = json_report(finished);
+    if (dry_run_ != nullptr)
+      json["dry_run"] = {{"writes", engine::json_of(planned())}};
     if (!options_.expect.empty())
-      json["expect"] = host::json_of(outcome.comparison);
+      json["expect"] = engine::json_of(outcome.judgement.comparison);
     if (!options_.repeat.empty())
-      json["repeat"] = {{"asked", rules_.times}, {"made", outcome.made}, {"good", outcome.verdict == Verdict::ok}};
+      json["repeat"] = {
+          {"asked", rules_.times}, {"made", outcome.made}, {"outcome", name_of(outcome.conclusion)}};
     return json;
   }
 
   /// Says what came of several units.
-  void sum_up(const Tally &tally, const Interruption &interruption) {
+  void sum_up(const Tally &tally, const StopToken &stop) {
     if (units_.size() < 2)
       return;
-    const bool cut_short = !tally.units(Verdict::stopped).empty() || !tally.units(Verdict::not_run).empty();
-    const std::string by = cut_short ? interruption.by() : std::string{};
     if (options_.common.json) {
-      nlohmann::ordered_json summary = host::json_of(tally);
-      summary["stopped_by"] = by.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(by);
+      nlohmann::ordered_json summary = engine::json_of(tally);
+      summary["stopped_by"] = stop.by().empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(stop.by());
       write_output(nlohmann::ordered_json{{"summary", std::move(summary)}}.dump() + "\n");
     } else {
-      write_output(host::text_of(tally) + (by.empty() ? "\n" : fmt::format("; stopped by {}\n", by)));
-    }
-  }
-
-  /// Keeps what the runs so far have made of the machine.  After a macro that crashed inside a primitive the simulated
-  /// machine may be halfway through an access: the file stays as it was, and that is said.
-  void keep_state() {
-    const std::string &path = options_.common.state;
-    if (!halfway_) {
-      save_state(path);
-      if (session() != nullptr)
-        session()->remember_machine();
-    } else if (!path.empty() && !std::exchange(state_given_up_, true)) {
-      complain(fmt::format("--state: '{}' stays as it was, because the macro crashed inside a primitive", path));
+      write_output(summary_of(tally) + (stop.by().empty() ? "\n" : fmt::format("; stopped by {}\n", stop.by())));
     }
   }
 
   const RunOptions &options_;
-  std::optional<Interruption::Duration> limit_;
+  std::optional<StopToken::Duration> limit_;
   ProgressMode progress_mode_;
+  BenchInUse bench_;
   RunRequest request_;
   std::vector<Selection> units_;
   SeriesRules rules_;
-  std::optional<Trace> trace_;
-  std::optional<scdb::Observing> observing_;
-  std::optional<DryRun> dry_run_;
+  std::optional<TraceFile> trace_;
+  DryRun *dry_run_ = nullptr;
   std::optional<Progress> progress_;
   std::size_t planned_ = 0;  ///< writes reported so far
-  bool halfway_ = false;     ///< whether a run left the machine halfway through an access
-  bool state_given_up_ = false;
 };
 
 }  // namespace

@@ -3,10 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 
 #include "engine/text/error.hpp"
 #include "engine/run/library.hpp"
-#include "engine/run/trace.hpp"
+#include "engine/text/word_file.hpp"
 #include "engine/text/words.hpp"
 
 namespace host {
@@ -29,6 +30,24 @@ bool run_together(const RunOptions &options, const RunRequest &request) {
   if (options.together || options.each)
     return options.together;
   return request.entry && request.entry->together.with(request.entry->direction(request.rw));
+}
+
+/// What begins as no number does is the name of a file.
+bool names_file(const std::vector<std::string> &texts) {
+  return texts.size() == 1 && !texts[0].empty() && texts[0][0] != '-'
+         && std::isdigit(static_cast<unsigned char>(texts[0][0])) == 0;
+}
+
+Expectation expectation_of(const RunOptions &options) {
+  Expectation expectation;
+  expectation.words =
+      names_file(options.expect) ? read_words(options.expect[0], "--expect") : parse_words(options.expect, "--expect");
+  if (expectation.words.empty() && !options.expect.empty())
+    throw InputError(fmt::format("--expect: '{}' keeps no words", options.expect[0]));
+  if (expectation.words.empty() && !options.masks.empty())
+    throw InputError("--mask: there is nothing to compare; give --expect too");
+  expectation.masks = masks_for(parse_words(options.masks, "--mask"), expectation.words.size());
+  return expectation;
 }
 
 /// How often a run is to be made.
@@ -62,16 +81,17 @@ void add_unit_options(Command &command, RunOptions &options) {
 }
 
 void add_word_options(Command &command, RunOptions &options) {
-  command.add("--rw", options.text.rw, Takes::direction,
+  command.add("--rw", options.rw, Takes::direction,
               "Direction: read (1, the default), write (2), none (-1), a name that the macro has, or a number");
   command
-      .add("--para", options.text.para, Takes::word,
+      .add("--para", options.para, Takes::word,
            "Words of _PARA, decimal, 0x hexadecimal or negative; missing ones are 0")
       ->delimiter(',');
-  command.add("--data", options.text.data, Takes::word, "First words of _DATA")->delimiter(',');
-  command.add("--data-words", options.text.data_words, Takes::number,
-              fmt::format("Size of _DATA in words (default {})", DEFAULT_DATA_WORDS));
-  command.add("--data-in", options.text.data_in, Takes::file,
+  command.add("--data", options.data, Takes::word, "First words of _DATA")->delimiter(',');
+  command.add("--data-words", options.data_words, Takes::number,
+              fmt::format("Size of _DATA in words (default: what the macro uses; {} where that is not known)",
+                          DEFAULT_DATA_WORDS));
+  command.add("--data-in", options.data_in, Takes::file,
               "File that keeps the first words of _DATA: big-endian, or text where its name ends with .txt");
   command.add("--data-out", options.data_out, Takes::file,
               "File to write the words of _DATA to when the run is over; one unit only");
@@ -94,23 +114,23 @@ void add_check_options(Command &command, RunOptions &options) {
       command.add_flag("--restore-open-rings", options.restore_open_rings,
                        "Put back what rings held that a run left open (default on a simulated machine)");
   command
-      .add_flag("--no-restore-open-rings", options.no_restore_open_rings,
-                "Leave open rings as they are (default on any other machine)")
+      .add_flag("--keep-open-rings,--no-restore-open-rings", options.keep_open_rings,
+                "Leave rings that a run left open as they are, for the next one")
       ->excludes(restore);
 }
 
 }  // namespace
 
 void add_run_options(Command &command, RunOptions &options) {
-  command.add("MACRO", options.text.macro, Takes::macro, "Name of the macro, or its test number: cp_9A10_0101, 9A10")
+  command.add("MACRO", options.macro, Takes::macro, "Name of the macro, or its test number: cp_9A10_0101, 9A10")
       ->required();
-  command.add("FIELD", options.text.fields, Takes::field,
+  command.add("FIELD", options.fields, Takes::field,
               "Fields of the parameters by their names: group=2 index=5; 'mcrhost show MACRO' tells them");
   add_unit_options(command, options);
   add_word_options(command, options);
   add_check_options(command, options);
   command.add_flag("--raw", options.raw, "Print _DATA in words, without the names of the catalogue");
-  add_catalogue_option(command, options.catalogue);
+  add_catalogue_option(command, options.common);
   add_trace_option(command, options.trace);
   add_timeout_option(command, options.timeout);
   add_progress_option(command, options.progress);
@@ -118,7 +138,36 @@ void add_run_options(Command &command, RunOptions &options) {
   add_common_options(command, options.common);
 }
 
-std::vector<Selection> units_of(const RunOptions &options, const RunRequest &request) {
+RunSpec spec_of(const RunOptions &options) {
+  RunSpec spec;
+  spec.macro = options.macro;
+  if (!options.rw.empty())
+    spec.direction = options.rw;
+  for (const std::string &text : options.fields) {
+    const std::size_t sign = text.find('=');
+    if (sign == std::string::npos || sign == 0)
+      throw InputError(fmt::format("'{}' gives no field; write NAME=VALUE", text));
+    spec.fields.push_back({text.substr(0, sign), text.substr(sign + 1)});
+  }
+  spec.para = parse_words(options.para, "--para");
+  spec.data = parse_words(options.data, "--data");
+  if (!options.data_in.empty()) {
+    if (!spec.data.empty())
+      throw InputError("the words of _DATA are given twice: by --data and by --data-in; give one of them");
+    spec.data = read_words(options.data_in, "--data-in");
+    if (spec.data.size() > DATA_WORDS_LIMIT)
+      throw InputError(fmt::format("--data-in: '{}' keeps {} words; _DATA takes up to {}", options.data_in,
+                                   spec.data.size(), DATA_WORDS_LIMIT));
+  }
+  if (!options.data_words.empty())
+    spec.data_words = parse_word(options.data_words, "--data-words");
+  spec.rings = options.restore_open_rings ? OpenRings::restore
+               : options.keep_open_rings  ? OpenRings::keep
+                                          : OpenRings::usual;
+  return spec;
+}
+
+std::vector<Selection> units_of(const RunOptions &options, const RunRequest &request, Bench &bench) {
   const bool raw = !options.unit_type.empty() || !options.unit_number.empty() || !options.mring.empty();
   if (!options.units.empty() && raw)
     throw InputError("the unit is given twice: by --unit and by --unit-type, --unit-no, --mring; give one of them");
@@ -131,7 +180,7 @@ std::vector<Selection> units_of(const RunOptions &options, const RunRequest &req
   if (options.units.empty())
     throw InputError(fmt::format("the unit to run {} on is missing; give it as, for example, --unit {}:0.0",
                                  request.macro->name, scdb::info(kind_of(*request.macro)).name));
-  const std::vector<scdb::Chip> chips = scdb::machine().chips();
+  const std::vector<scdb::Chip> &chips = bench.chips();
   std::vector<Selection> units;
   for (const std::string &text : options.units) {
     const Selection unit = parse_selection(text, chips);
@@ -145,11 +194,9 @@ std::vector<Selection> units_of(const RunOptions &options, const RunRequest &req
 
 SeriesRules rules_of(const RunOptions &options) {
   SeriesRules rules;
-  rules.expectation = parse_expectation(options.expect, options.masks);
+  rules.expectation = expectation_of(options);
   rules.times = times_of(options);
   rules.keep_going = options.keep_going;
-  rules.restore_open_rings =
-      options.restore_open_rings || (!options.no_restore_open_rings && scdb::machine().simulated());
   return rules;
 }
 

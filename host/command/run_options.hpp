@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "engine/run/stop.hpp"
 #include "host/command/options.hpp"
 #include "engine/run/request.hpp"
 #include "engine/run/series.hpp"
@@ -14,8 +13,13 @@ namespace host {
 /// The command line of `run` as it was given.
 struct RunOptions {
   CommonOptions common;
-  std::string catalogue;
-  RunText text;
+  std::string macro;                ///< name or test number
+  std::vector<std::string> fields;  ///< NAME=VALUE
+  std::string rw;
+  std::vector<std::string> para;
+  std::vector<std::string> data;
+  std::string data_in;  ///< a file
+  std::string data_words;
   std::vector<std::string> units;
   std::string unit_type;
   std::string unit_number;
@@ -24,7 +28,7 @@ struct RunOptions {
   bool each = false;
   bool keep_going = false;
   bool restore_open_rings = false;
-  bool no_restore_open_rings = false;
+  bool keep_open_rings = false;
   std::string timeout;
   std::string progress;
   std::string trace;  ///< file, "-" for standard error; empty = no trace
@@ -39,12 +43,17 @@ struct RunOptions {
 /// Adds all of them to the command.
 void add_run_options(Command &command, RunOptions &options);
 
+/// The run that they ask for, but for its unit.
+/// @throw InputError
+[[nodiscard]] RunSpec spec_of(const RunOptions &options);
+
 /// The units that the macro is run on, one after another: single chips, unless it takes all chips of a unit together or
 /// the options want it so.
 /// @throw InputError
-[[nodiscard]] std::vector<Selection> units_of(const RunOptions &options, const RunRequest &request);
+[[nodiscard]] std::vector<Selection> units_of(const RunOptions &options, const RunRequest &request,
+                                              Bench &bench);
 
-/// How often and by what rules it is run.  The machine must have been opened.
+/// How often and by what rules it is run.
 /// @throw InputError
 [[nodiscard]] SeriesRules rules_of(const RunOptions &options);
 

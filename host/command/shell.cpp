@@ -5,29 +5,28 @@
 #include <iostream>
 #include <memory>
 
+#include "engine/report/run_report.hpp"
 #include "host/command/command_line.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/completion.hpp"
+#include "host/command/interruption.hpp"
+#include "host/command/option_names.hpp"
+#include "host/command/output.hpp"
 #include "host/shell/history.hpp"
-#include "engine/run/stop.hpp"
 #include "host/shell/line_editor.hpp"
 #include "host/shell/line_words.hpp"
-#include "host/command/output.hpp"
-#include "engine/report/run_report.hpp"
-#include "host/command/session.hpp"
 
 namespace host {
 namespace {
 
 struct ShellOptions {
   CommonOptions common;
-  std::string catalogue;
   bool keep_going = false;
 };
 
 /// Does what a line asks for.
 /// @param place  what a complaint starts with, "line 3: ".
-ExitStatus run_line(std::string_view line, std::string_view place) {
+ExitStatus run_line(OpenShell &shell, std::string_view line, std::string_view place) {
   try {
     std::vector<std::string> words = words_of(line);
     // Lines that were written for other shells name the program.
@@ -35,24 +34,26 @@ ExitStatus run_line(std::string_view line, std::string_view place) {
       words.erase(words.begin());
     if (words.empty())
       return ExitStatus::ok;
-    CommandLine commands;
+    CommandLine commands{&shell};
     return commands.parse(std::move(words))();
+  } catch (const InputError &error) {
+    complain(fmt::format("{}{}", place, error.text(option_name)));
   } catch (const std::exception &error) {
     complain(fmt::format("{}{}", place, error.what()));
-    return ExitStatus::usage;
   }
+  return ExitStatus::usage;
 }
 
 /// Lines as they are typed.
-void converse(const Session &session) {
-  const std::string machine = label_of(current_machine());
+void converse(OpenShell &shell) {
+  const std::string machine = label_of(shell.bench.machine_info());
   write_error(fmt::format("{}: 'help' shows the commands, {}'exit' leaves\n", machine,
                           LineEditor::COMPLETES ? "Tab completes words, " : ""));
   KeptLines kept{complain};
-  LineEditor editor{machine + "> ", complete_line};
+  LineEditor editor{machine + "> ", [&shell](std::string_view line) { return complete_line(line, &shell); }};
   for (const std::string &line : kept.earlier())
     editor.remember(line);
-  while (!session.ended()) {
+  while (!shell.ended) {
     const std::optional<std::string> line = editor.read();
     if (!line)
       return;
@@ -60,24 +61,24 @@ void converse(const Session &session) {
       continue;
     editor.remember(*line);
     kept.add(*line);
-    run_line(*line, "");
+    run_line(shell, *line, "");
   }
 }
 
 /// Lines of a file or a pipe.
 /// @return the status of the first line that did not end with 0.
-ExitStatus run_lines(const Session &session, bool keep_going) {
+ExitStatus run_lines(OpenShell &shell, bool keep_going) {
   ExitStatus first = ExitStatus::ok;
   std::string line;
-  for (unsigned number = 1; !session.ended() && std::getline(std::cin, line); ++number) {
-    Interruption interruption;
-    const ExitStatus status = run_line(line, fmt::format("line {}: ", number));
-    const bool stopped = interruption.stopped();
-    if (status == ExitStatus::ok && !stopped)
+  for (unsigned number = 1; !shell.ended && std::getline(std::cin, line); ++number) {
+    const Interruption interruption;
+    const ExitStatus status = run_line(shell, line, fmt::format("line {}: ", number));
+    const char *const by = Interruption::source().by();
+    if (status == ExitStatus::ok && by == nullptr)
       continue;
     first = first == ExitStatus::ok ? status : first;
-    if (stopped) {
-      complain(fmt::format("stopped in line {} by {}", number, interruption.by()));
+    if (by != nullptr) {
+      complain(fmt::format("stopped in line {} by {}", number, by));
       return first == ExitStatus::ok ? ExitStatus::failed : first;
     }
     if (keep_going)
@@ -90,12 +91,14 @@ ExitStatus run_lines(const Session &session, bool keep_going) {
 }
 
 ExitStatus shell(const ShellOptions &options) {
-  if (session() != nullptr)
+  if (options.common.shell != nullptr)
     throw InputError("this is a shell already; 'exit' leaves it");
-  const Session session{options.common, options.catalogue};
+  BenchInUse bench{options.common};
+  bench->open();
+  OpenShell shell{*bench};
   if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0)
-    return run_lines(session, options.keep_going);
-  converse(session);
+    return run_lines(shell, options.keep_going);
+  converse(shell);
   return ExitStatus::ok;
 }
 
@@ -117,24 +120,24 @@ void add_shell(Command &program, Action &action) {
            "At a terminal it ends with 0.  Else it stops at the first line that does not end with 0, and ends as that "
            "did."}});
   const auto options = std::make_shared<ShellOptions>();
-  if (session() != nullptr)
+  if (program.shell() != nullptr)
     command->hide();
   command->add_flag("--keep-going", options->keep_going,
                     "Where lines do not come from a terminal: go on after one that does not end with 0");
   add_machine_option(*command, options->common);
   add_state_option(*command, options->common);
   add_library_option(*command, options->common);
-  add_catalogue_option(*command, options->catalogue);
+  add_catalogue_option(*command, options->common);
   command->callback([options, &action] { action = [options] { return shell(*options); }; });
 }
 
-void add_session_commands(Command &program, Action &action) {
+void add_shell_commands(Command &program, Action &action) {
   program.add_command(std::string{HELP_COMMAND},
                       {.summary = "Show the commands, or 'help COMMAND' the options of one"});
   for (const char *const name : {"exit", "quit"})
-    program.add_command(name, {.summary = "Leave the shell"})->callback([&action] {
-      action = [] {
-        session()->end();
+    program.add_command(name, {.summary = "Leave the shell"})->callback([&action, shell = program.shell()] {
+      action = [shell] {
+        shell->ended = true;
         return ExitStatus::ok;
       };
     });

@@ -7,6 +7,7 @@
 #include "host/command/commands.hpp"
 #include "engine/report/entry_page.hpp"
 #include "engine/run/library.hpp"
+#include "host/command/option_names.hpp"
 #include "host/command/output.hpp"
 #include "scdb/session.hpp"
 
@@ -15,17 +16,17 @@ namespace {
 
 struct ShowOptions {
   CommonOptions common;
-  std::string catalogue;
   std::string macro;
 };
 
 ExitStatus show(const ShowOptions &options) {
-  open_libraries(options.common);
+  BenchInUse bench{options.common};
+  bench->macros();
   const scdb::Macro &macro = macro_named(options.macro);
-  const std::optional<MacroEntry> entry = Catalogue{options.catalogue}.find(macro.name);
+  const std::shared_ptr<const MacroEntry> entry = bench.catalogue().find(macro.name);
   if (!entry)
     throw InputError(fmt::format("the catalogue does not know {}", macro.name));
-  write_output(options.common.json ? json_of(*entry, macro).dump(2) + "\n" : page_of(*entry, macro));
+  write_output(options.common.json ? json_of(*entry, macro, option_name).dump(2) + "\n" : page_of(*entry, macro, option_name));
   return ExitStatus::ok;
 }
 
@@ -40,7 +41,7 @@ void add_show(Command &program, Action &action) {
       ->required();
   add_library_option(*command, options->common);
   command->add_flag("--json", options->common.json, "Print one JSON object instead of text");
-  add_catalogue_option(*command, options->catalogue);
+  add_catalogue_option(*command, options->common);
   command->callback([options, &action] { action = [options] { return show(*options); }; });
 }
 

@@ -38,8 +38,8 @@ bool alike(const scdb::Part &a, const scdb::Part &b) {
 }
 
 /// The chips of the machine, or those of a unit.
-std::vector<scdb::Chip> wanted_chips(const UnitsOptions &options) {
-  std::vector<scdb::Chip> chips = scdb::machine().chips();
+std::vector<scdb::Chip> wanted_chips(Bench &bench, const UnitsOptions &options) {
+  std::vector<scdb::Chip> chips = bench.chips();
   if (options.unit.empty())
     return chips;
   const Selection unit = parse_selection(options.unit, chips);
@@ -166,8 +166,8 @@ macro_word boards_of(const std::vector<scdb::Chip> &chips) {
   return boards;
 }
 
-std::string machine_page(const std::vector<scdb::Chip> &chips) {
-  std::string text = label_of(current_machine()) + "\n";
+std::string machine_page(const std::vector<scdb::Chip> &chips, const MachineInfo &machine) {
+  std::string text = label_of(machine) + "\n";
   for (unsigned board = 0; board < scdb::BOARDS; ++board)
     if ((boards_of(chips) >> board & 1) != 0)
       text += line_of_board(board, chips);
@@ -194,7 +194,7 @@ Json json_of_chip(scdb::Chip chip) {
           {"registers", std::move(registers)}};
 }
 
-Json json_of_machine(const std::vector<scdb::Chip> &chips) {
+Json json_of_machine(const std::vector<scdb::Chip> &chips, const MachineInfo &machine) {
   Json boards = Json::array();
   for (unsigned board = 0; board < scdb::BOARDS; ++board) {
     Json on_board = Json::array();
@@ -204,13 +204,13 @@ Json json_of_machine(const std::vector<scdb::Chip> &chips) {
     if (!on_board.empty())
       boards.push_back({{"board", board}, {"chips", std::move(on_board)}});
   }
-  return {{"machine", json_of(current_machine())}, {"boards", std::move(boards)}};
+  return {{"machine", json_of(machine)}, {"boards", std::move(boards)}};
 }
 
 ExitStatus units(const UnitsOptions &options) {
-  open_machine(options.common);
-  const std::vector<scdb::Chip> chips = wanted_chips(options);
-  write_output(options.common.json ? json_of_machine(chips).dump(2) + "\n" : machine_page(chips));
+  BenchInUse bench{options.common};
+  const std::vector<scdb::Chip> chips = wanted_chips(*bench, options);
+  write_output(options.common.json ? json_of_machine(chips, bench->machine_info()).dump(2) + "\n" : machine_page(chips, bench->machine_info()));
   return ExitStatus::ok;
 }
 

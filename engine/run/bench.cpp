@@ -1,0 +1,182 @@
+#include "engine/run/bench.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "engine/run/library.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/file.hpp"
+
+namespace engine {
+namespace {
+
+constinit bool there_is_one = false;
+
+/// Whether a run leaves the machine as it was, as far as people can tell.
+bool only_reads(const RunRequest &request) {
+  if (!request.entry)
+    return false;
+  const MacroDirection *const direction = request.entry->direction(request.rw);
+  return (direction != nullptr || request.entry->directions.empty()) && !request.entry->changes.with(direction);
+}
+
+/// A copy of the machine, in which the rings that are open hold what they held before they were opened.
+std::unique_ptr<scdb::Machine> copy_without_open_rings(const scdb::Machine &machine) {
+  std::unique_ptr<scdb::Machine> copy = machine.copy();
+  if (!copy || scdb::open_rings().empty())
+    return copy;
+  const scdb::Substitute substitute{std::move(copy)};
+  static_cast<void>(scdb::restore_open_rings());
+  // The rings that are open are the other machine's; they are open again when the substitute goes.
+  return scdb::attach(nullptr);
+}
+
+}  // namespace
+
+Bench::Bench(BenchSource source) : source_{std::move(source)} {
+  if (std::exchange(there_is_one, true))
+    throw std::logic_error("there is a bench already, and the primitives work on one machine in a process");
+}
+
+Bench::~Bench() {
+  dry_run_.reset();
+  if (open_)
+    scdb::attach(nullptr);
+  there_is_one = false;
+}
+
+void Bench::open() {
+  static_cast<void>(machine());
+  macros();
+  static_cast<void>(catalogue());
+}
+
+scdb::Machine &Bench::machine() {
+  if (!open_) {
+    scdb::attach(scdb::open_machine(source_.machine));
+    open_ = true;
+    if (!source_.state.empty())
+      load_state();
+    info_ = {scdb::machine().name(), scdb::machine().simulated()};
+    chips_ = scdb::machine().chips();
+  }
+  return scdb::machine();
+}
+
+void Bench::load_state() {
+  // Before anything is done that could not be kept afterwards.
+  if (!scdb::machine().save_state())
+    throw InputError{Subject::state, fmt::format("{} keeps no state", scdb::machine().name())};
+  const std::optional<std::string> text = read_file_if_any(source_.state, Subject::state);
+  if (!text)
+    return;
+  try {
+    scdb::machine().load_state(*text);
+  } catch (const scdb::MachineError &error) {
+    throw InputError{Subject::state, fmt::format("'{}': {}", source_.state, error.what())};
+  }
+}
+
+const MachineInfo &Bench::machine_info() {
+  static_cast<void>(machine());
+  return info_;
+}
+
+const std::vector<scdb::Chip> &Bench::chips() {
+  static_cast<void>(machine());
+  return chips_;
+}
+
+std::span<const scdb::Macro> Bench::macros() {
+  if (!loaded_)
+    load_libraries(source_.libraries);
+  loaded_ = true;
+  return scdb::macros();
+}
+
+const Catalogue &Bench::catalogue() {
+  if (!catalogue_)
+    catalogue_.emplace(source_.catalogue);
+  return *catalogue_;
+}
+
+void Bench::remember() {
+  if (!before_ && !dry_run_)
+    before_ = copy_without_open_rings(scdb::machine());
+}
+
+RunResult Bench::run(const RunRequest &request, StopToken *stop) {
+  static_cast<void>(machine());
+  if (!runner_)
+    runner_.emplace();
+  remember();
+  const bool may_change = !only_reads(request) || !scdb::open_rings().empty();
+  RunResult result = runner_->run(request, stop);
+  if (result.crashed_in_primitive())
+    put_back(result);
+  else
+    see_to_rings(request, result);
+  // What was copied serves the next run as well where this one has left everything as it was.
+  if (!dry_run_ && (may_change || !result.ok() || !result.rings.empty()))
+    before_.reset();
+  return result;
+}
+
+void Bench::put_back(RunResult &run) {
+  if (before_) {
+    scdb::attach(std::move(before_));
+    run.machine_after = MachineAfter::put_back;
+    return;
+  }
+  run.machine_after = MachineAfter::halfway;
+  halfway_ = halfway_ || !dry_run_;
+  for (const scdb::OpenRing &ring : scdb::open_rings())
+    run.rings.push_back({ring, RingLeft::Fate::left_open, scdb::Reason::none});
+}
+
+void Bench::see_to_rings(const RunRequest &request, RunResult &run) {
+  const std::vector<scdb::OpenRing> open = scdb::open_rings();
+  if (open.empty())
+    return;
+  const bool restore =
+      request.rings == OpenRings::restore || (request.rings == OpenRings::usual && machine_info().simulated);
+  scdb::Outcome outcome;
+  if (restore)
+    outcome = scdb::restore_open_rings();
+  const std::vector<scdb::OpenRing> still_open = scdb::open_rings();
+  for (const scdb::OpenRing &ring : open) {
+    const bool left = std::ranges::find(still_open, ring) != still_open.end();
+    if (!left)
+      run.rings.push_back({ring, RingLeft::Fate::restored, scdb::Reason::none});
+    else if (restore)
+      run.rings.push_back({ring, RingLeft::Fate::not_restored, outcome.reason});
+    else
+      run.rings.push_back({ring, request.rings == OpenRings::keep ? RingLeft::Fate::kept_open : RingLeft::Fate::left_open,
+                           scdb::Reason::none});
+  }
+}
+
+void Bench::access(const std::function<void()> &accesses) {
+  static_cast<void>(machine());
+  before_.reset();
+  accesses();
+}
+
+void Bench::keep_state() {
+  if (source_.state.empty() || halfway_ || dry_run_)
+    return;
+  const std::optional<std::string> text = machine().save_state();
+  if (!text)
+    throw InputError{Subject::state, fmt::format("{} keeps no state", machine().name())};
+  write_file(source_.state, *text, Subject::state);
+}
+
+DryRun &Bench::begin_dry_run() {
+  static_cast<void>(machine());
+  return dry_run_.emplace();
+}
+
+}  // namespace engine

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/catalogue/catalogue.hpp"
+#include "engine/run/dry_run.hpp"
+#include "engine/run/runner.hpp"
+#include "scdb/session.hpp"
+
+namespace engine {
+
+/// Which machine runs work on.
+struct MachineInfo {
+  std::string name;
+  bool simulated = false;
+};
+
+/// What a bench is made of; all of it may be empty.
+struct BenchSource {
+  std::string machine;                 ///< description, empty for the default
+  std::string state;                   ///< file that keeps the machine's state, empty for none
+  std::vector<std::string> libraries;  ///< macro libraries, empty for the default
+  std::string catalogue;               ///< folder of catalogue files, empty for what is built in
+};
+
+/// What macros are run on: a machine with its kept state and its open rings, macro libraries, a parsed catalogue.  Each
+/// of these is opened when it is first asked for.
+///
+/// The primitives work on one machine in a process, so there is one bench at a time.  A library that has been loaded
+/// stays.
+class Bench {
+ public:
+  /// @throw std::logic_error when there is a bench already.
+  explicit Bench(BenchSource source);
+  ~Bench();
+  Bench(const Bench &) = delete;
+  Bench &operator=(const Bench &) = delete;
+
+  /// Opens all that there is, so that what is wrong is said at once.
+  /// @throw InputError, scdb::MachineError, scdb::LibraryError
+  void open();
+
+  /// The machine, in the state that the state file keeps where there is one.
+  /// @throw InputError, scdb::MachineError
+  [[nodiscard]] scdb::Machine &machine();
+  [[nodiscard]] const MachineInfo &machine_info();
+  /// The chips of the machine, in ascending order.
+  [[nodiscard]] const std::vector<scdb::Chip> &chips();
+
+  /// The macros of the libraries, loaded when they are first asked for.
+  /// @throw InputError, scdb::LibraryError
+  std::span<const scdb::Macro> macros();
+  /// @throw InputError
+  [[nodiscard]] const Catalogue &catalogue();
+
+  /// Runs a macro and sees to rings and machine afterwards: what open rings held is put back where that is wanted, and a
+  /// simulated machine that a macro crashed in, inside a primitive, is as it was before the run.
+  /// @param stop  what may stop it at a primitive call; null: nothing.
+  /// @throw std::bad_alloc
+  [[nodiscard]] RunResult run(const RunRequest &request, StopToken *stop);
+
+  /// Makes direct accesses, which may change the machine.
+  void access(const std::function<void()> &accesses);
+
+  /// Whether a macro crashed inside a primitive of a machine that could not be put back.
+  [[nodiscard]] bool halfway() const { return halfway_; }
+
+  /// Writes the machine's state into the state file, whole or not at all; without such a file nothing is done, nor on a
+  /// machine that may be halfway through an access or while a dry run lasts.
+  /// @throw InputError when the machine gives no state, or the file cannot be written.
+  void keep_state();
+
+  /// From now on runs work on a copy of the machine, until end_dry_run(); the machine stays as it is.
+  /// @throw InputError when the machine cannot be copied, or scdb::MachineError.
+  DryRun &begin_dry_run();
+  void end_dry_run() { dry_run_.reset(); }
+
+ private:
+  void load_state();
+  /// Keeps the machine as it is now, for the case that a run crashes in it.
+  void remember();
+  void put_back(RunResult &run);
+  void see_to_rings(const RunRequest &request, RunResult &run);
+
+  BenchSource source_;
+  bool open_ = false;  ///< whether the machine is
+  bool loaded_ = false;
+  std::optional<Catalogue> catalogue_;
+  MachineInfo info_;
+  std::vector<scdb::Chip> chips_;
+  std::optional<Runner> runner_;
+  std::unique_ptr<scdb::Machine> before_;  ///< a copy of the machine; null when it is not up to date
+  std::optional<DryRun> dry_run_;
+  bool halfway_ = false;
+};
+
+}  // namespace engine
