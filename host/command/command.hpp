@@ -78,6 +78,11 @@ class Command : public CLI::App {
   Command(const std::string &name, CommandText text, Command *whole);
   CLI::Option *keep(CLI::Option *option, const Value &value);
 
+  // Nothing is added without what help, manual and completion are made of.
+  using CLI::App::add_option;
+  using CLI::App::add_subcommand;
+  using CLI::App::footer;
+
   CommandText text_;
   OpenShell *shell_ = nullptr;
   const Command *whole_ = nullptr;  ///< what it is a part of; null for the program
