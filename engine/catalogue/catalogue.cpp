@@ -52,7 +52,8 @@ std::string_view MacroEntry::title_of_sub_code(macro_word subcode) const {
 Catalogue::Catalogue(const std::string &folder) {
   if (folder.empty()) {
     for (const Embedded &file : embedded_files())
-      files_.push_back({std::string{file.name}, fmt::format("catalogue/{}.toml", file.name), std::string{file.text}, {}});
+      files_.push_back(
+          {std::string{file.name}, fmt::format("catalogue/{}.toml", file.name), std::string{file.text}, {}});
   } else {
     std::error_code error;
     for (std::filesystem::directory_iterator at{folder, error}, end; !error && at != end; at.increment(error))

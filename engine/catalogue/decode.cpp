@@ -7,8 +7,8 @@
 #include <bit>
 #include <span>
 
-#include "engine/unit/chips.hpp"
 #include "engine/text/words.hpp"
+#include "engine/unit/chips.hpp"
 
 namespace engine {
 namespace {

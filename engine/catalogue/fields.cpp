@@ -266,7 +266,8 @@ class Filler {
 
 std::string describe(const FieldValue &field) {
   const macro_word *const number = std::get_if<macro_word>(&field.value);
-  return fmt::format("{}={}", field.name, number != nullptr ? std::to_string(*number) : std::get<std::string>(field.value));
+  return fmt::format("{}={}", field.name,
+                     number != nullptr ? std::to_string(*number) : std::get<std::string>(field.value));
 }
 
 RunWords with_fields(const MacroEntry &entry, macro_word rw, RunWords given, const std::vector<FieldValue> &fields) {

@@ -7,9 +7,9 @@
 
 #include "engine/text/error.hpp"
 #include "engine/text/file.hpp"
+#include "engine/text/words.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
-#include "engine/text/words.hpp"
 
 namespace engine {
 namespace {

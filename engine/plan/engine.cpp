@@ -118,8 +118,8 @@ bool PlanEngine::may_go_on(StopToken &stop) {
   return stopped_.empty();
 }
 
-std::optional<CaseResult> PlanEngine::run_case(const PlanStep &step, const Selection &unit,
-                                               const PlanVariant &variant, StopToken &stop) {
+std::optional<CaseResult> PlanEngine::run_case(const PlanStep &step, const Selection &unit, const PlanVariant &variant,
+                                               StopToken &stop) {
   RunRequest request = variant.request;
   request.unit = unit;
   CaseResult result;
@@ -128,9 +128,8 @@ std::optional<CaseResult> PlanEngine::run_case(const PlanStep &step, const Selec
   result.begin = now();
   // The limit is for all repetitions together; what cleans up is stopped by its own alone.
   StopToken never{nullptr};
-  StopToken own{step.cleanup ? never : stop, step.timeout.count() == 0
-                                                 ? std::nullopt
-                                                 : std::optional<StopToken::Duration>{step.timeout}};
+  StopToken own{step.cleanup ? never : stop,
+                step.timeout.count() == 0 ? std::nullopt : std::optional<StopToken::Duration>{step.timeout}};
   do {
     if (result.runs != 0 && !step.cleanup && !may_go_on(stop))
       return std::nullopt;

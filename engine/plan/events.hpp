@@ -47,7 +47,7 @@ struct CaseResult {
 
 /// Who runs the plan.
 struct ClientInfo {
-  std::string name;          ///< "mcrhost"
+  std::string name;  ///< "mcrhost"
   std::string version;
   std::string command_line;  ///< that asked for it, as far as there is one
 };

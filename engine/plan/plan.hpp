@@ -22,16 +22,16 @@ struct PlanVariant {
 /// A macro, or several of a kind, run on every unit with every variant.
 struct PlanStep {
   std::string name;
-  std::string macro;                        ///< for people: "cp_9A10_0101", "cpj_A303_0101 and 3 more"
-  bool cleanup = false;                     ///< runs whatever happened before
-  std::string missing;                      ///< why nothing of it can be run on this machine; empty where it can
-  std::vector<Selection> units;             ///< those of one run each
-  std::vector<PlanVariant> variants;        ///< at least one, unless the step cannot be run
-  macro_word repeat = 1;                    ///< runs of each, or until one is not as expected
-  Verdict verdict = Verdict::pass;          ///< that is expected
-  std::chrono::milliseconds timeout{0};     ///< for one run; 0 = as long as it takes
-  OpenRings rings = OpenRings::usual;       ///< what is done about rings that are open after a run
-  bool go_on = false;                       ///< whether the next step follows when this one was not as expected
+  std::string macro;                     ///< for people: "cp_9A10_0101", "cpj_A303_0101 and 3 more"
+  bool cleanup = false;                  ///< runs whatever happened before
+  std::string missing;                   ///< why nothing of it can be run on this machine; empty where it can
+  std::vector<Selection> units;          ///< those of one run each
+  std::vector<PlanVariant> variants;     ///< at least one, unless the step cannot be run
+  macro_word repeat = 1;                 ///< runs of each, or until one is not as expected
+  Verdict verdict = Verdict::pass;       ///< that is expected
+  std::chrono::milliseconds timeout{0};  ///< for one run; 0 = as long as it takes
+  OpenRings rings = OpenRings::usual;    ///< what is done about rings that are open after a run
+  bool go_on = false;                    ///< whether the next step follows when this one was not as expected
 
   /// Units and variants: what is counted and reported, whatever `repeat` says.
   [[nodiscard]] std::size_t cases() const { return units.size() * variants.size(); }

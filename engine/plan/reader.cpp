@@ -9,11 +9,11 @@
 #include <variant>
 
 #include "engine/plan/embedded_plans.hpp"
+#include "engine/plan/plan.hpp"
+#include "engine/run/library.hpp"
+#include "engine/run/request.hpp"
 #include "engine/text/error.hpp"
 #include "engine/text/file.hpp"
-#include "engine/run/library.hpp"
-#include "engine/plan/plan.hpp"
-#include "engine/run/request.hpp"
 #include "engine/text/toml_reader.hpp"
 #include "engine/text/words.hpp"
 
@@ -167,7 +167,7 @@ class PlanReader final : TomlReader {
 
   /// "0-31" or "0,2-3" as the numbers that it stands for.
   [[nodiscard]] std::vector<std::variant<macro_word, std::string>> numbers(const toml::node &node,
-                                                                             std::string_view field) const {
+                                                                           std::string_view field) const {
     const std::string ranges = text(node, field);
     std::vector<std::variant<macro_word, std::string>> values;
     for (const std::string_view piece : split(ranges, ',')) {
@@ -264,9 +264,8 @@ class PlanReader final : TomlReader {
       if (node == nullptr && !masks.empty())
         fail(*table.get("mask"), "there is nothing to compare; give 'expect' too");
       expectation.words = words(table, "expect");
-      expectation.masks = at(node != nullptr ? *node : table, [&] {
-        return masks_for(std::move(masks), expectation.words.size());
-      });
+      expectation.masks =
+          at(node != nullptr ? *node : table, [&] { return masks_for(std::move(masks), expectation.words.size()); });
       return;
     }
     if (!masks.empty())

@@ -32,9 +32,9 @@ std::string lines_of_answer(const Answer &answer) {
 std::string access_report(const std::string &title, const AccessResult &result, const MachineInfo &machine) {
   std::string text = fmt::format("{}  on {}\n", title, label_of(machine));
   for (const ChipResult &chip : result.chips)
-    text += scdb::to_string(chip.chip)
-            + (chip.failure ? fmt::format("  failure: {}\n", scdb::describe(*chip.failure))
-                            : lines_of_answer(chip.answer));
+    text +=
+        scdb::to_string(chip.chip)
+        + (chip.failure ? fmt::format("  failure: {}\n", scdb::describe(*chip.failure)) : lines_of_answer(chip.answer));
   return result.stop.empty() ? text : text + result.stop + "\n";
 }
 

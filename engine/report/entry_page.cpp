@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "engine/report/entry_text.hpp"
 #include "engine/catalogue/fields.hpp"
+#include "engine/report/entry_text.hpp"
 #include "engine/text/page.hpp"
 #include "engine/text/words.hpp"
 
@@ -156,8 +156,9 @@ std::string page_of(const MacroEntry &entry, const scdb::Macro &macro, SubjectNa
   std::string page = fmt::format("{}: {}\n{}", entry.name, entry.title, facts.text());
   if (!entry.text.empty())
     page += "\n" + filled(entry.text, 0);
-  return page + directions_of(entry, name) + parameters_of(entry) + data_of(entry, true, name) + data_of(entry, false, name)
-         + outcomes_of(entry) + fmt::format("\nExample:\n  {}\n", example_of(entry, name));
+  return page + directions_of(entry, name) + parameters_of(entry) + data_of(entry, true, name)
+         + data_of(entry, false, name) + outcomes_of(entry)
+         + fmt::format("\nExample:\n  {}\n", example_of(entry, name));
 }
 
 }  // namespace engine

@@ -154,8 +154,8 @@ std::string place_of(const DataField &field, const DataBlock &block) {
 }
 
 std::string example_of(const MacroEntry &entry, SubjectName name) {
-  std::string example = fmt::format("{} {} {} {}:0.0", name(Subject::run), entry.name, name(Subject::unit),
-                                    scdb::info(entry.unit).name);
+  std::string example =
+      fmt::format("{} {} {} {}:0.0", name(Subject::run), entry.name, name(Subject::unit), scdb::info(entry.unit).name);
   const macro_word rw = entry.directions.empty() ? 1 : entry.directions.front().rw;
   if (!entry.directions.empty())
     example += fmt::format(" {} {}", name(Subject::direction), entry.directions.front().name);

@@ -64,9 +64,7 @@ class JsonReporter : public PlanReporter {
   }
 
  private:
-  void write(const Json &json) const {
-    sink_(json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
-  }
+  void write(const Json &json) const { sink_(json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"); }
 
   Sink sink_;
 };

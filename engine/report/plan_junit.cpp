@@ -4,10 +4,10 @@
 #include <array>
 #include <utility>
 
-#include "engine/text/error.hpp"
-#include "engine/text/file.hpp"
 #include "engine/report/plan_reporters.hpp"
 #include "engine/report/run_report.hpp"
+#include "engine/text/error.hpp"
+#include "engine/text/file.hpp"
 
 namespace engine {
 namespace {
@@ -134,7 +134,8 @@ class JunitReporter : public PlanReporter {
       const std::string_view element = result.conclusion == Conclusion::failed ? "failure" : "error";
       inside = fmt::format("      <{} type=\"{}\" message=\"{}\">{}</{}>\n", element,
                            result.mismatches.empty() ? name_of(result.verdict) : "mismatch",
-                           xml(reason_of(result.conclusion, result.verdict, step.verdict)), xml(sentences_of(result), true), element);
+                           xml(reason_of(result.conclusion, result.verdict, step.verdict)),
+                           xml(sentences_of(result), true), element);
     }
     add_case(variant.request.macro->name, name, seconds(result.begin, result.end), inside, result.conclusion);
   }

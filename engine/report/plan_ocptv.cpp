@@ -5,9 +5,9 @@
 #include <set>
 #include <utility>
 
+#include "engine/report/plan_reporters.hpp"
 #include "engine/text/error.hpp"
 #include "engine/text/file.hpp"
-#include "engine/report/plan_reporters.hpp"
 #include "scdb/record.hpp"
 
 namespace engine {
@@ -115,7 +115,7 @@ class OcptvReporter : public PlanReporter {
                {{"status", status_of(outcome)},
                 {"result", outcome == Conclusion::passed   ? "PASS"
                            : outcome == Conclusion::failed ? "FAIL"
-                                                        : "NOT_APPLICABLE"}});
+                                                           : "NOT_APPLICABLE"}});
     write_file(path_, lines_, Subject::ocptv);
   }
 

@@ -36,7 +36,7 @@ class TextReporter : public PlanReporter {
       macro_width_ = std::max(macro_width_, step.macro.size());
     }
     sink_(fmt::format("{}: {}  {} in {}  on {}\n", start.plan.name, start.plan.title, runs(start.plan.cases()),
-                             count_of(start.plan.steps.size(), "step"), label_of(start.machine)));
+                      count_of(start.plan.steps.size(), "step"), label_of(start.machine)));
   }
 
   void begin_step(const StepStart & /*start*/) override {
@@ -53,8 +53,9 @@ class TextReporter : public PlanReporter {
       return;
     }
     ++shown_;
-    const std::string reason =
-        result.conclusion == Conclusion::passed ? std::string{name_of(result.verdict)} : reason_of(result.conclusion, result.verdict, step.verdict);
+    const std::string reason = result.conclusion == Conclusion::passed
+                                   ? std::string{name_of(result.verdict)}
+                                   : reason_of(result.conclusion, result.verdict, step.verdict);
     details_ += fmt::format("  {}{}{}: {}{}\n", result.unit, result.values.empty() ? "" : "  ", result.values, reason,
                             step.repeat == 1 ? "" : fmt::format(", run {} of {}", result.runs, step.repeat));
     details_ += sentences("failure", result.failures) + sentences("finding", result.findings)
@@ -70,7 +71,7 @@ class TextReporter : public PlanReporter {
     if (hidden_ != 0)
       details_ += fmt::format("  {} more\n", hidden_);
     sink_(fmt::format("{:8} {:{}}  {:{}}  {}\n{}", name_of(end.conclusion), name_of_step(end.step), name_width_,
-                             end.step.macro, macro_width_, counts, details_));
+                      end.step.macro, macro_width_, counts, details_));
   }
 
   void end(const PlanEnd &end) override {

@@ -4,9 +4,9 @@
 
 #include <initializer_list>
 
+#include "engine/catalogue/fields.hpp"
 #include "engine/report/entry_text.hpp"
 #include "engine/text/error.hpp"
-#include "engine/catalogue/fields.hpp"
 #include "engine/text/words.hpp"
 
 namespace engine {
@@ -142,8 +142,9 @@ std::string section_of(const MacroEntry &entry, SubjectName subject) {
     if (name != "family")
       facts.add({name, plain(text)});
   return fmt::format("\n## {}\n\n{}.\n", entry.name, plain(entry.title)) + paragraphs(entry.text) + facts.text()
-         + directions_table(entry, subject) + parameters_table(entry) + data_tables(entry, true) + data_tables(entry, false)
-         + outcomes_table(entry) + fmt::format("\n```\n{}\n```\n", example_of(entry, subject));
+         + directions_table(entry, subject) + parameters_table(entry) + data_tables(entry, true)
+         + data_tables(entry, false) + outcomes_table(entry)
+         + fmt::format("\n```\n{}\n```\n", example_of(entry, subject));
 }
 
 /// The name of a heading in links.

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "engine/run/explain.hpp"
 #include "engine/report/run_report.hpp"
-#include "scdb/record.hpp"
+#include "engine/run/explain.hpp"
 #include "engine/text/words.hpp"
+#include "scdb/record.hpp"
 
 namespace engine {
 namespace {
@@ -58,7 +58,9 @@ Json json_of_record(std::span<const macro_word> record, const MacroEntry *entry)
   Json meanings = Json::array();
   for (const RecordWord &word : explain_record(record, entry))
     meanings.push_back({{"index", word.index}, {"word", hex(word.value)}, {"meaning", word.meaning}});
-  return {{"words", json_of(record)}, {"failure", failure ? engine::json_of(*failure) : Json(nullptr)}, {"meanings", std::move(meanings)}};
+  return {{"words", json_of(record)},
+          {"failure", failure ? engine::json_of(*failure) : Json(nullptr)},
+          {"meanings", std::move(meanings)}};
 }
 
 /// What the catalogue names in _DATA.
@@ -73,8 +75,7 @@ Json json_of_decoded(const std::vector<DecodedBlock> &blocks) {
       Json fields = Json::object();
       for (const DataField &field : block.layout().fields) {
         const std::optional<std::uint64_t> value = record.value(field);
-        fields[field.name] =
-            value ? Json{{"value", *value}, {"text", field_text(field, *value)}} : Json(nullptr);
+        fields[field.name] = value ? Json{{"value", *value}, {"text", field_text(field, *value)}} : Json(nullptr);
       }
       list.push_back({{"name", record.name()},
                       {"start", record.start()},

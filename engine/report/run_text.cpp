@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "engine/run/explain.hpp"
 #include "engine/report/run_report.hpp"
-#include "scdb/record.hpp"
+#include "engine/run/explain.hpp"
 #include "engine/text/words.hpp"
+#include "scdb/record.hpp"
 
 namespace engine {
 namespace {

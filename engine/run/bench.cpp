@@ -154,7 +154,8 @@ void Bench::see_to_rings(const RunRequest &request, RunResult &run) {
     else if (restore)
       run.rings.push_back({ring, RingLeft::Fate::not_restored, outcome.reason});
     else
-      run.rings.push_back({ring, request.rings == OpenRings::keep ? RingLeft::Fate::kept_open : RingLeft::Fate::left_open,
+      run.rings.push_back({ring,
+                           request.rings == OpenRings::keep ? RingLeft::Fate::kept_open : RingLeft::Fate::left_open,
                            scdb::Reason::none});
   }
 }

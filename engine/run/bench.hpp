@@ -57,8 +57,8 @@ class Bench {
   /// @throw InputError
   [[nodiscard]] const Catalogue &catalogue();
 
-  /// Runs a macro and sees to rings and machine afterwards: what open rings held is put back where that is wanted, and a
-  /// simulated machine that a macro crashed in, inside a primitive, is as it was before the run.
+  /// Runs a macro and sees to rings and machine afterwards: what open rings held is put back where that is wanted, and
+  /// a simulated machine that a macro crashed in, inside a primitive, is as it was before the run.
   /// @param stop  what may stop it at a primitive call; null: nothing.
   /// @throw std::bad_alloc
   [[nodiscard]] RunResult run(const RunRequest &request, StopToken *stop);

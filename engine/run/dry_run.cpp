@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "engine/text/error.hpp"
-#include "scdb/record.hpp"
 #include "engine/unit/selection.hpp"
+#include "scdb/record.hpp"
 
 namespace engine {
 namespace {

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <array>
 
+#include "engine/text/words.hpp"
 #include "macrodebug.h"
 #include "scdb/record.hpp"
-#include "engine/text/words.hpp"
 
 namespace engine {
 namespace {
@@ -130,10 +130,9 @@ std::string sentence_of(const RunResult &run, Fate fate) {
   std::vector<std::string> names;
   for (const RingLeft &left : run.rings)
     if (left.fate == fate)
-      names.push_back(fmt::format("{} ring 0x{:02X}{}", scdb::to_string(left.ring.chip), left.ring.ring,
-                                  left.reason == scdb::Reason::none
-                                      ? ""
-                                      : fmt::format(" ({})", scdb::title_of(left.reason))));
+      names.push_back(
+          fmt::format("{} ring 0x{:02X}{}", scdb::to_string(left.ring.chip), left.ring.ring,
+                      left.reason == scdb::Reason::none ? "" : fmt::format(" ({})", scdb::title_of(left.reason))));
   if (names.empty())
     return {};
   return fmt::format("{}: {}", std::ranges::find(FATES, fate, &FateTitle::fate)->title, joined(names));

@@ -45,7 +45,8 @@ std::byte *map_twice(std::byte *seen, std::size_t bytes) {
 
 }  // namespace
 
-GuardedArea::GuardedArea(std::string_view name, std::size_t words, AreaUse use) : name_{name}, usable_{bytes_for(words)} {
+GuardedArea::GuardedArea(std::string_view name, std::size_t words, AreaUse use)
+    : name_{name}, usable_{bytes_for(words)} {
   const std::size_t guard = guard_bytes();
   void *const mapping = mmap(nullptr, usable_ + 2 * guard, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (mapping == MAP_FAILED)

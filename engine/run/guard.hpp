@@ -16,8 +16,8 @@ enum class AreaUse : std::uint8_t { read, read_and_write };
 /// An area handed to macros, alone between inaccessible pages.
 ///
 /// Its last word lies against the guard after it, so the first access past the end faults.  The few words between the
-/// guard before it and its first word hold a pattern, which shows writes before the beginning afterwards.  Where a macro
-/// may only read it, the program writes to the same memory at another address.
+/// guard before it and its first word hold a pattern, which shows writes before the beginning afterwards.  Where a
+/// macro may only read it, the program writes to the same memory at another address.
 class GuardedArea {
  public:
   /// @param name   what reports call the area; must outlive it.

@@ -54,7 +54,8 @@ MeasuredValue measured(const ShownValue &value) {
 }
 
 /// What was expected by name.
-void check_names(const Expectation &expectation, const RunRequest &request, const RunResult &run, Judgement &judgement) {
+void check_names(const Expectation &expectation, const RunRequest &request, const RunResult &run,
+                 Judgement &judgement) {
   if (expectation.named.empty())
     return;
   // What the caller gave counts as well.
@@ -75,7 +76,8 @@ void check_names(const Expectation &expectation, const RunRequest &request, cons
 }
 
 /// What was expected as words.
-void check_words(const Expectation &expectation, const RunRequest &request, const RunResult &run, Judgement &judgement) {
+void check_words(const Expectation &expectation, const RunRequest &request, const RunResult &run,
+                 Judgement &judgement) {
   judgement.comparison = compare(expectation, request, run);
   if (judgement.comparison.first)
     judgement.mismatches.push_back(describe(judgement.comparison));

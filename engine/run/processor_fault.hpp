@@ -17,8 +17,8 @@ struct ProcessorFault {
   std::optional<std::uintptr_t> address;
 };
 
-/// While it lives faults can be caught.  One that happens outside of catch_faults() goes to the handler of before, as if
-/// there were no traps.  There is one at a time.
+/// While it lives faults can be caught.  One that happens outside of catch_faults() goes to the handler of before, as
+/// if there were no traps.  There is one at a time.
 class FaultTraps {
  public:
   FaultTraps();
@@ -29,8 +29,8 @@ class FaultTraps {
   /// Calls `body(context)` and comes back also when it makes an invalid memory access, runs out of stack, divides by
   /// zero or meets an illegal instruction.  It makes no system call where none of that happens.
   ///
-  /// What `body` had begun is then left as it stands, and no destructor of it runs: it must own nothing.  Calls must not
-  /// be nested.
+  /// What `body` had begun is then left as it stands, and no destructor of it runs: it must own nothing.  Calls must
+  /// not be nested.
   [[nodiscard]] std::optional<ProcessorFault> catch_faults(void (*body)(void *), void *context);
 };
 

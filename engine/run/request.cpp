@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "engine/text/error.hpp"
 #include "engine/run/library.hpp"
+#include "engine/text/error.hpp"
 
 namespace engine {
 namespace {
@@ -22,8 +22,8 @@ std::size_t data_size(const RunSpec &spec, const RunRequest &request) {
   if (words == 0 || words > DATA_WORDS_LIMIT)
     throw InputError{Subject::data_words, fmt::format("{} is out of range; give 1 to {}", words, DATA_WORDS_LIMIT)};
   if (words < given)
-    throw InputError({Subject::data_words, fmt::format(": _DATA of {} words does not hold the {} words of ", words, given),
-                      Subject::data});
+    throw InputError({Subject::data_words,
+                      fmt::format(": _DATA of {} words does not hold the {} words of ", words, given), Subject::data});
   return words;
 }
 

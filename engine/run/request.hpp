@@ -20,9 +20,9 @@ struct RunSpec {
   std::string macro;  ///< name or test number
   DirectionChoice direction;
   std::vector<FieldValue> fields;
-  std::vector<macro_word> para;             ///< first words of _PARA
-  std::vector<macro_word> data;             ///< first words of _DATA
-  std::optional<macro_word> data_words;     ///< size of _DATA; nothing: what the macro uses
+  std::vector<macro_word> para;          ///< first words of _PARA
+  std::vector<macro_word> data;          ///< first words of _DATA
+  std::optional<macro_word> data_words;  ///< size of _DATA; nothing: what the macro uses
   OpenRings rings = OpenRings::usual;
 };
 

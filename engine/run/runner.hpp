@@ -75,7 +75,7 @@ struct RingLeft {
     restored,
     not_restored,  ///< it was tried and failed
     left_open,
-    kept_open,     ///< as was asked for
+    kept_open,  ///< as was asked for
   };
   scdb::OpenRing ring;
   Fate fate = Fate::left_open;
@@ -118,8 +118,8 @@ class Runner {
   Runner(const Runner &) = delete;
   Runner &operator=(const Runner &) = delete;
 
-  /// Words of _DATA that the caller gave nothing for hold 0 when the direction is "write" and a pattern otherwise; a word
-  /// counts as written when it no longer holds what it held before the run.
+  /// Words of _DATA that the caller gave nothing for hold 0 when the direction is "write" and a pattern otherwise; a
+  /// word counts as written when it no longer holds what it held before the run.
   /// @param stop  what may stop it at a primitive call; null: nothing.
   /// @return what came of it, but for rings and machine.
   /// @throw std::bad_alloc
@@ -129,7 +129,8 @@ class Runner {
   struct EntryCall;
 
   /// The area of this name and size.
-  GuardedArea &area_of(std::map<std::size_t, GuardedArea> &areas, std::string_view name, std::size_t words, AreaUse use);
+  GuardedArea &area_of(std::map<std::size_t, GuardedArea> &areas, std::string_view name, std::size_t words,
+                       AreaUse use);
   [[nodiscard]] std::array<GuardedArea *, 5> areas() { return {&mring_, para_, data_, &err_, &exp_}; }
   [[nodiscard]] std::optional<Breach> breach_of(const ProcessorFault &fault);
   [[nodiscard]] std::vector<Breach> underruns();

@@ -4,9 +4,9 @@
 
 #include <span>
 
-#include "scdb/record.hpp"
-#include "engine/unit/selection.hpp"
 #include "engine/text/words.hpp"
+#include "engine/unit/selection.hpp"
+#include "scdb/record.hpp"
 
 namespace engine {
 namespace {

@@ -10,8 +10,8 @@
 
 namespace engine {
 
-/// What of a request an error speaks of.  Each client has names of its own for these: the program its options, a plan its
-/// keys.
+/// What of a request an error speaks of.  Each client has names of its own for these: the program its options, a plan
+/// its keys.
 enum class Subject : std::uint8_t {
   machine,
   macro_list,

@@ -3,9 +3,9 @@
 namespace host {
 
 BenchInUse::BenchInUse(const CommonOptions &options)
-    : bench_{options.shell != nullptr ? &options.shell->bench
-                                      : &own_.emplace(BenchSource{options.machine, options.state, options.libraries,
-                                                                  options.catalogue})},
+    : bench_{options.shell != nullptr
+                 ? &options.shell->bench
+                 : &own_.emplace(BenchSource{options.machine, options.state, options.libraries, options.catalogue})},
       folder_{options.shell != nullptr ? options.catalogue : std::string{}} {}
 
 const Catalogue &BenchInUse::catalogue() {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/command/options.hpp"
 #include "engine/run/chip_access.hpp"
+#include "host/command/options.hpp"
 
 #include "host/names.hpp"
 

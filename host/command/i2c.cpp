@@ -3,10 +3,10 @@
 #include <memory>
 #include <utility>
 
+#include "engine/text/words.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/direct.hpp"
 #include "scdb/machine.hpp"
-#include "engine/text/words.hpp"
 
 namespace host {
 namespace {

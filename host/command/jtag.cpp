@@ -2,10 +2,10 @@
 
 #include <memory>
 
+#include "engine/text/words.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/direct.hpp"
 #include "scdb/machine.hpp"
-#include "engine/text/words.hpp"
 
 namespace host {
 namespace {

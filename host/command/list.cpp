@@ -7,10 +7,10 @@
 #include <nlohmann/json.hpp>
 
 #include "engine/catalogue/catalogue.hpp"
-#include "host/command/commands.hpp"
-#include "engine/run/library.hpp"
-#include "host/command/output.hpp"
 #include "engine/report/run_report.hpp"
+#include "engine/run/library.hpp"
+#include "host/command/commands.hpp"
+#include "host/command/output.hpp"
 
 namespace host {
 namespace {

@@ -26,9 +26,11 @@ void of_the_shell(const Command &command, CommonOptions &options, CLI::Option *o
 }  // namespace
 
 void add_machine_option(Command &command, CommonOptions &options) {
-  of_the_shell(command, options, command.add(
-      "--machine", options.machine, Takes::machine,
-      "Machine to work on: a description file, or the name of one built in (default: a small simulated server)"));
+  of_the_shell(
+      command, options,
+      command.add(
+          "--machine", options.machine, Takes::machine,
+          "Machine to work on: a description file, or the name of one built in (default: a small simulated server)"));
 }
 
 void add_machine_options(Command &command, CommonOptions &options) {

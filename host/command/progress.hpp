@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "scdb/observer.hpp"
 #include "host/names.hpp"
+#include "scdb/observer.hpp"
 
 namespace host {
 

@@ -4,15 +4,15 @@
 #include <memory>
 #include <utility>
 
+#include "engine/report/run_report.hpp"
+#include "engine/text/words.hpp"
+#include "engine/unit/ring_file.hpp"
+#include "engine/unit/ring_place.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/direct.hpp"
 #include "host/command/output.hpp"
-#include "engine/report/run_report.hpp"
-#include "engine/unit/ring_file.hpp"
-#include "engine/unit/ring_place.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
-#include "engine/text/words.hpp"
 
 namespace host {
 namespace {

@@ -129,8 +129,7 @@ class RunCommand {
     if (!options_.expect.empty())
       json["expect"] = engine::json_of(outcome.judgement.comparison);
     if (!options_.repeat.empty())
-      json["repeat"] = {
-          {"asked", rules_.times}, {"made", outcome.made}, {"outcome", name_of(outcome.conclusion)}};
+      json["repeat"] = {{"asked", rules_.times}, {"made", outcome.made}, {"outcome", name_of(outcome.conclusion)}};
     return json;
   }
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cctype>
 
-#include "engine/text/error.hpp"
 #include "engine/run/library.hpp"
+#include "engine/text/error.hpp"
 #include "engine/text/word_file.hpp"
 #include "engine/text/words.hpp"
 

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "host/command/options.hpp"
 #include "engine/run/request.hpp"
 #include "engine/run/series.hpp"
+#include "host/command/options.hpp"
 #include "host/names.hpp"
 
 namespace host {
@@ -50,8 +50,7 @@ void add_run_options(Command &command, RunOptions &options);
 /// The units that the macro is run on, one after another: single chips, unless it takes all chips of a unit together or
 /// the options want it so.
 /// @throw InputError
-[[nodiscard]] std::vector<Selection> units_of(const RunOptions &options, const RunRequest &request,
-                                              Bench &bench);
+[[nodiscard]] std::vector<Selection> units_of(const RunOptions &options, const RunRequest &request, Bench &bench);
 
 /// How often and by what rules it is run.
 /// @throw InputError

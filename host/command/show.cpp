@@ -4,9 +4,9 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "host/command/commands.hpp"
 #include "engine/report/entry_page.hpp"
 #include "engine/run/library.hpp"
+#include "host/command/commands.hpp"
 #include "host/command/option_names.hpp"
 #include "host/command/output.hpp"
 #include "scdb/session.hpp"
@@ -26,7 +26,8 @@ ExitStatus show(const ShowOptions &options) {
   const std::shared_ptr<const MacroEntry> entry = bench.catalogue().find(macro.name);
   if (!entry)
     throw InputError(fmt::format("the catalogue does not know {}", macro.name));
-  write_output(options.common.json ? json_of(*entry, macro, option_name).dump(2) + "\n" : page_of(*entry, macro, option_name));
+  write_output(options.common.json ? json_of(*entry, macro, option_name).dump(2) + "\n"
+                                   : page_of(*entry, macro, option_name));
   return ExitStatus::ok;
 }
 

@@ -7,13 +7,13 @@
 #include <tuple>
 #include <utility>
 
+#include "engine/report/run_report.hpp"
+#include "engine/text/words.hpp"
+#include "engine/unit/selection.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/output.hpp"
-#include "engine/report/run_report.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
-#include "engine/unit/selection.hpp"
-#include "engine/text/words.hpp"
 
 namespace host {
 namespace {
@@ -210,7 +210,8 @@ Json json_of_machine(const std::vector<scdb::Chip> &chips, const MachineInfo &ma
 ExitStatus units(const UnitsOptions &options) {
   BenchInUse bench{options.common};
   const std::vector<scdb::Chip> chips = wanted_chips(*bench, options);
-  write_output(options.common.json ? json_of_machine(chips, bench->machine_info()).dump(2) + "\n" : machine_page(chips, bench->machine_info()));
+  write_output(options.common.json ? json_of_machine(chips, bench->machine_info()).dump(2) + "\n"
+                                   : machine_page(chips, bench->machine_info()));
   return ExitStatus::ok;
 }
 

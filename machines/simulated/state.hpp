@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "scdb/machine.hpp"
 #include "machines/simulated/fault.hpp"
+#include "scdb/machine.hpp"
 
 /// The simulated server's whole memory.  Everything that a chip remembers lies in named cells, so that copies, saved
 /// states and faults are the same for registers, rings and memories of every kind of chip.
