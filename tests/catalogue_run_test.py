@@ -12,22 +12,22 @@ ON = "on two-board server (simulated)"
 
 # What runs print after the header: arguments, exit status, direction, output.
 RUNS = [
-    ("9A12 group=1 index=5 --unit cpu:0.1", OK, "cpu:0.1  read", "  value  0x00055748\nok: 1 data word, 3 primitive calls\n"),
+    ("9A12 group=1 index=5 --unit cpu:0.1", OK, "cpu:0.1  read", "  value  0x00055748\npass: 1 data word, 3 primitive calls\n"),
     ("9A12 group=1 index=5 --raw --unit cpu:0.1", OK, "cpu:0.1  read",
-     "     0  0x00055748\nok: 1 data word, 3 primitive calls\n"),
-    ("9A12 group=bytes index=2 --unit cpu:0.0", OK, "cpu:0.0  read", "  value  0x000000B1\nok: 1 data word, 4 primitive calls\n"),
+     "     0  0x00055748\npass: 1 data word, 3 primitive calls\n"),
+    ("9A12 group=bytes index=2 --unit cpu:0.0", OK, "cpu:0.0  read", "  value  0x000000B1\npass: 1 data word, 4 primitive calls\n"),
     ("9A12 --rw write group=2 index=5 value=0x12345 --unit cpu:0.0", OK, "cpu:0.0  write",
-     "ok: 0 data words, 2 primitive calls\n"),
-    ("9A11 --unit cpu:0.0", OK, "cpu:0.0  read", "  answer  0\n  status  0\nok: 1 data word, 5 primitive calls\n"),
+     "pass: 0 data words, 2 primitive calls\n"),
+    ("9A11 --unit cpu:0.0", OK, "cpu:0.0  read", "  answer  0\n  status  0\npass: 1 data word, 5 primitive calls\n"),
     # Words go to the macro as they are.
     ("9A12 --para 0x18 --unit cpu:0.0", FAILED, "cpu:0.0  read",
-     "failed: parameter refused: there is no group 3 (sub-code -90), value 0x00000018\n"
+     "failure: parameter refused: there is no group 3 (sub-code -90), value 0x00000018\n"
      "  record  0  0xFFFFFF9D  parameter error\n"
      "  record  5  0xFFFFFFA6  there is no group 3 (sub-code -90)\n"
      "  record  6  0x00000018  offending value\n"),
     # A count that the macro refuses, with which it would make more calls than 32 bits can tell.
     ("9AC1 --para 0,-1 --unit cpu:0.0", FAILED, "cpu:0.0  read",
-     "failed: parameter refused: the count is not 1 to 1024 (sub-code -3), value 0xFFFFFFFF\n"
+     "failure: parameter refused: the count is not 1 to 1024 (sub-code -3), value 0xFFFFFFFF\n"
      "  record  0  0xFFFFFF9D  parameter error\n"
      "  record  5  0xFFFFFFFD  the count is not 1 to 1024 (sub-code -3)\n"
      "  record  6  0xFFFFFFFF  offending value\n"),
@@ -137,7 +137,7 @@ class CatalogueRun(unittest.TestCase):
         rule = '[[macro.finding]]\ntitle = "odd"\nword = 0\nmask = 0x81\nequals = 0x81\n'
         done = self.with_file(ENTRY + rule, "run 9A10 --unit cpu:0.0")
         self.assertEqual(done.returncode, FAILED)
-        self.assertTrue(done.stdout.endswith("found: odd: _DATA[0] is 0x000000A5\n"
+        self.assertTrue(done.stdout.endswith("finding: odd: _DATA[0] is 0x000000A5\n"
                                              "1 finding: 48 data words, 120 primitive calls\n"))
         run = json.loads(self.with_file(ENTRY + rule, "run 9A10 --unit cpu:0.0 --json").stdout)
         self.assertEqual((run["ok"], run["verdict"], run["findings"]), (True, "finding", ["odd: _DATA[0] is 0x000000A5"]))

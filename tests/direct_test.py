@@ -19,7 +19,7 @@ SESSION = [
     ("jtag read 0x61 --unit cpu:0", OK, f"jtag read 0x61{ON}cpu:0.0  0x705DD3A3\ncpu:0.1  0x12345678\n"),
     ("jtag instruct 0xD8 --unit cpu:0.0", OK, f"jtag instruct 0xD8{ON}cpu:0.0  done\n"),
     ("jtag instruct 0xDD --unit cpu:0.0", FAILED,
-     f"jtag instruct 0xDD{ON}cpu:0.0  failed: lmcr_jtag, code 0xDD, cpu:0.0: the chip has no such register (refused)\n"),
+     f"jtag instruct 0xDD{ON}cpu:0.0  failure: lmcr_jtag, code 0xDD, cpu:0.0: the chip has no such register (refused)\n"),
     # A field of a ring across two words, seen from both ends and by its address; its neighbours stay.
     ("ring set 0x3C 2700+8 0xA4 --unit cpu:0.0", OK, f"ring set 0x3C 2700+8 0x000000A4{ON}cpu:0.0  written\n"),
     ("ring get 0x3C 2700+8 2707-2700 0x71E00A8C 2699 2708 --unit cpu:0.0", OK,
@@ -34,7 +34,7 @@ SESSION = [
     ("ring set 0x56 0+32 0x80000002 --unit cpu:0.0", OK, f"ring set 0x56 0+32 0x80000002{ON}cpu:0.0  written\n"),
     ("ring get 0x56 0-31 --unit cpu:0.0", OK, f"ring get 0x56{ON}cpu:0.0\n  0-31        0x80000002\n"),
     ("ring get 0x01 5 --unit cpu:0.0", FAILED,
-     f"ring get 0x01{ON}cpu:0.0  failed: lmcr_scan, ring 0x01, cpu:0.0: the chip has no such ring (refused)\n"),
+     f"ring get 0x01{ON}cpu:0.0  failure: lmcr_scan, ring 0x01, cpu:0.0: the chip has no such ring (refused)\n"),
     # A saved ring goes into other chips.
     ("ring save 0x56 kept.ring --unit cpu:0.0", OK,
      f"ring save 0x56{ON}cpu:0.0  ring 0x56 of cpu, 96 bits saved in 'kept.ring'\n"),
@@ -56,7 +56,7 @@ SESSION = [
     ("i2c write 4 0x55 --port 32 --unit mac:0.0", OK, f"i2c write 0x04 port 0x20 mode 2, 4 bytes{ON}mac:0.0  written\n"),
     ("i2c read 4 --port 32 --unit mac:0.0", OK, f"i2c read 0x04 port 0x20 mode 2, 4 bytes{ON}mac:0.0  0x00000055\n"),
     ("i2c read 0x11 --unit sp:0.0", FAILED,
-     f"i2c read 0x11 mode 2, 4 bytes{ON}sp:0.0  failed: lmcr_i2cctl, device 0x11, sp:0.0: there is no such device (refused)\n"),
+     f"i2c read 0x11 mode 2, 4 bytes{ON}sp:0.0  failure: lmcr_i2cctl, device 0x11, sp:0.0: there is no such device (refused)\n"),
     # Registers lie at a distance of their length, in one bank.
     ("mbc write 0x10010 0x1122 0x3344 --length 2 --bank 1 --unit sp:1.1", OK,
      f"mbc write bank 1 address 0x10010, 2 registers of 2 bytes{ON}sp:1.1  written\n"),
@@ -67,7 +67,7 @@ SESSION = [
      "sp:1.1  0x00000011  0x00000022  0x00000033  0x00000044\n"),
     ("mbc read 0x10000 --bank 9 --unit sp:0.0", FAILED,
      f"mbc read bank 9 address 0x10000, 1 register of 4 bytes{ON}"
-     "sp:0.0  failed: lmcr_mbcreg, register 0x00010000, sp:0.0: the chip has no such register (refused)\n"),
+     "sp:0.0  failure: lmcr_mbcreg, register 0x00010000, sp:0.0: the chip has no such register (refused)\n"),
 ]
 
 # Wrong input: one line on standard error, with what was wrong and what would be right.
@@ -150,7 +150,7 @@ class Direct(unittest.TestCase):
     def test_a_dead_chip_leaves_the_others(self):
         failure = "lmcr_jtag, code 0x0F, cpu:0.0: the chip does not answer (hardware error)"
         command = "jtag read 0x0F --unit cpu:0 --machine dead-chip"
-        self.expect(command, FAILED, f"jtag read 0x0F{ON_DEAD}cpu:0.0  failed: {failure}\ncpu:0.1  0x00000000\n")
+        self.expect(command, FAILED, f"jtag read 0x0F{ON_DEAD}cpu:0.0  failure: {failure}\ncpu:0.1  0x00000000\n")
         done = mcrhost(f"{command} --json")
         answer = json.loads(done.stdout)
         self.assertEqual((done.returncode, answer["ok"], answer["access"]), (FAILED, False, "jtag read 0x0F"))

@@ -35,31 +35,31 @@ RUNS = [
     ("sp_0006 --para 5", "sp:0.0", OK, "read",
      "     0    --------    --------    --------    --------\n"
      "     4    --------  0x12345678\n"
-     "ok: 1 data word, 0 primitive calls\n"),
+     "pass: 1 data word, 0 primitive calls\n"),
     ("sp_0006 --rw none --para 0 -3", "sp:0.0", FAILED, "no direction",
      "     0  0x12345678\n"
-     "failed: parameter refused: the count or length is out of range (sub-code -3), value 0x00000000\n"
+     "failure: parameter refused: the count or length is out of range (sub-code -3), value 0x00000000\n"
      "  record  0  0xFFFFFF9D  parameter error\n"
      "  record  5  0xFFFFFFFD  the count or length is out of range (sub-code -3)\n"
      "  record 10  0x00030101  board 2: cpu 0-1, sc 0, xb 0\n"),
     # A word that the caller gave counts as written only when it changes.
-    ("sp_0006 --rw 7 --para 1 --data 1,0x12345678", "sp:0.0", OK, "rw 0x00000007", "ok: 0 data words, 0 primitive calls\n"),
+    ("sp_0006 --rw 7 --para 1 --data 1,0x12345678", "sp:0.0", OK, "rw 0x00000007", "pass: 0 data words, 0 primitive calls\n"),
     ("sp_0005 --rw write --para 1 2", "sp:0.0", OK, "write",
-     "     0    --------    --------  0x600DCAFE\nok: 1 data word, 2 primitive calls\n"),
+     "     0    --------    --------  0x600DCAFE\npass: 1 data word, 2 primitive calls\n"),
     ("sp_0007 --para 0x3C", "cpu:0.0", FAILED, "read",
-     "failed: lmcr_scan, ring 0x00, cpu:0.0: the chip has no such ring (refused)\n"
+     "failure: lmcr_scan, ring 0x00, cpu:0.0: the chip has no such ring (refused)\n"
      "  record  0  0x00000003  refused\n"
      "  record  1  0x00000004  lmcr_scan\n"
      "  record  2  0x00000000  its code, ring, register or number\n"
      "  record  3  0x01000000  cpu:0.0\n"
      "  record  4  0x00000022  the chip has no such ring\n"
-     "rings left open: cpu:0.0 ring 0x3C\n"
-     "restored: they hold again what they held before\n"),
+     "note: rings left open, restored: cpu:0.0 ring 0x3C\n"),
 ]
 
 # Faults outside the areas, and inside a primitive.
 CRASHES = [
-    ("sp_0002 --para 8 --data-words 8", rf"{WRITE} _DATA\[8\], 1 word past .*, during primitive call 2, lmcr_pgen"),
+    ("sp_0002 --para 8 --data-words 8", rf"{WRITE} _DATA\[8\], 1 word past .*, during primitive call 2, lmcr_pgen\nnote: "
+     "the machine is as it was before the run again, with no open rings, because the macro crashed inside a primitive"),
     ("sp_0003", "invalid memory access at address 0x40 outside every area of the macro, before any primitive call"),
     ("sp_000B", "invalid memory access at address 0x(40|0) outside every area of the macro, before any primitive call"),
     ("sp_0004", "invalid memory access at address 0x[0-9A-F]+ outside every area of the macro, .*"),
@@ -140,12 +140,12 @@ class Host(unittest.TestCase):
                 output = self.expect(
                     f"run sp_0001 {BAD} --rw {direction} --para {POKE_AREAS[area]} {index} {more}", FAILED
                 )
-                self.assertRegex(output, rf"\nfailed: {verb} {re.escape(f'{area}[{index}], {what}')}\n$")
+                self.assertRegex(output, rf"\nfailure: {verb} {re.escape(f'{area}[{index}], {what}')}\n$")
 
     def test_reports_crashes(self):
         for arguments, what in CRASHES:
             with self.subTest(arguments):
-                self.assertRegex(self.expect(f"run {arguments} {BAD}", FAILED), rf"\nfailed: {what}\n$")
+                self.assertRegex(self.expect(f"run {arguments} {BAD}", FAILED), rf"\nfailure: {what}\n$")
 
     def test_last_words_belong_to_areas(self):
         for area, last in (("_DATA", 7), ("_ERR", 23), ("_EXP", 255)):
@@ -171,7 +171,7 @@ class Host(unittest.TestCase):
         for unit, name in UNITS:
             with self.subTest(unit):
                 self.expect(f"run cp_9A11_0101 --rw none --together {unit}", OK,
-                            f"cp_9A11_0101  {name}  no direction  {MACHINE}\nok: 0 data words, 0 primitive calls\n")
+                            f"cp_9A11_0101  {name}  no direction  {MACHINE}\npass: 0 data words, 0 primitive calls\n")
 
     def test_dumps_registers(self):
         for name in ("cp_9A10_0101", "cp_9a10", "9A10", "0x9a10"):
@@ -179,7 +179,7 @@ class Host(unittest.TestCase):
                 output = self.expect(f"run {name} --unit cpu:0.0 --raw", OK)
                 rows = r"(  +\d+(  0x[0-9A-F]{8}){4}\n){12}"
                 self.assertRegex(output, rf"^cp_9A10_0101  cpu:0\.0  read  {re.escape(MACHINE)}\n"
-                                         rf"{rows}ok: 48 data words, \d+ primitive calls\n$")
+                                         rf"{rows}pass: 48 data words, \d+ primitive calls\n$")
 
     def test_json_says_what_the_text_says(self):
         text = self.expect("run 9A10 --unit cpu:1.1", OK)
@@ -191,7 +191,7 @@ class Host(unittest.TestCase):
 
     def test_dead_chip_is_named(self):
         what = "lmcr_jtag, code 0xB0, cpu:0.0: the chip does not answer (hardware error)"
-        self.assertIn(f"\nfailed: {what}\n", self.expect("run 9A10 --unit cpu:0.0 --machine dead-chip", FAILED))
+        self.assertIn(f"\nfailure: {what}\n", self.expect("run 9A10 --unit cpu:0.0 --machine dead-chip", FAILED))
         run = json.loads(self.expect("run 9A10 --unit cpu:0.0 --machine dead-chip --json", FAILED))
         self.assertEqual((run["ok"], run["return"], run["result"], run["failures"]), (False, "0xFFFFFFFF", -1, [what]))
         self.assertEqual(run["record"]["failure"]["chip"], "cpu:0.0")

@@ -33,7 +33,7 @@ STOPPED = "stopped by the time limit of 0.000001 s"
 STOPS = [
     (f"run cp_9A10_0101 --unit cpu:0.0 {NO_TIME}",
      f"cp_9A10_0101  cpu:0.0  read  {ON}\n"
-     f"failed: {STOPPED} at primitive call 1\n"
+     f"failure: {STOPPED} at primitive call 1\n"
      "  record  0  0x00000006  stopped\n"
      "  record  1  0x00000001  lmcr_jtag\n"
      "  record  2  0x000000B0  its code, ring, register or number\n"
@@ -41,7 +41,7 @@ STOPS = [
      "  record  4  0x00000050  the run was stopped\n"),
     (f"jtag read 0x0F --unit cpu {NO_TIME}",
      f"jtag read 0x0F  {ON}\n"
-     "cpu:0.0  failed: lmcr_jtag, code 0x0F: the run was stopped (stopped)\n"
+     "cpu:0.0  failure: lmcr_jtag, code 0x0F: the run was stopped (stopped)\n"
      f"{STOPPED}: 0 of 4 chips accessed\n"),
 ]
 
@@ -83,7 +83,7 @@ class Interruption(unittest.TestCase):
                 program.send_signal(number)
                 output, trace = program.communicate(timeout=BOUND)
                 self.assertEqual(program.returncode, FAILED)
-                call = int(re.search(rf"\nfailed: stopped by {name} at primitive call (\d+)\n", output).group(1))
+                call = int(re.search(rf"\nfailure: stopped by {name} at primitive call (\d+)\n", output).group(1))
                 last = trace.splitlines()[-1]
                 self.assertRegex(last, rf"^ *{call}  lmcr_i2cctl .* -> failed: the run was stopped$")
                 self.assertIn("\n  record  0  0x00000006  stopped\n", output)
@@ -100,7 +100,7 @@ class Interruption(unittest.TestCase):
     def test_a_time_limit_ends_an_endless_search(self):
         done = mcrhost(f"{self.endless} --timeout 0.2 --state machine", cwd=self.folder, timeout=BOUND)
         self.assertEqual((done.returncode, done.stderr), (FAILED, ""))
-        self.assertRegex(done.stdout, r"\nfailed: stopped by the time limit of 0\.2 s at primitive call \d+\n")
+        self.assertRegex(done.stdout, r"\nfailure: stopped by the time limit of 0\.2 s at primitive call \d+\n")
         # What it had done until then is kept.
         with open(os.path.join(self.folder, "machine"), encoding="ascii") as state:
             self.assertIn("group 1 impedance", state.read())

@@ -65,9 +65,9 @@ FOR_CLANG = {
         "scdb::Observing{observer}",
         "observer.before(call)",
     ),
-    '#include "error.hpp"\n#include "expression.hpp"\nstruct Body {': (
-        'host::InputError("never thrown")',
-        'host::ExpressionError("never thrown")',
+    '#include "engine/text/error.hpp"\n#include "engine/catalogue/expression.hpp"\nstruct Body {': (
+        'engine::InputError("never thrown")',
+        'engine::ExpressionError("never thrown")',
     ),
 }
 

@@ -73,7 +73,8 @@ std::size_t Arguments::data_words(bool input) const {
 }
 
 std::optional<std::size_t> Arguments::area_words() const {
-  if (!entry_.directions.empty() && direction() == nullptr && !entry_.otherwise.empty())
+  const bool other_direction = !entry_.directions.empty() && direction() == nullptr && !entry_.otherwise.empty();
+  if (other_direction || entry_.data.empty())
     return std::nullopt;
   return std::max({data_words(true), data_words(false), std::size_t{1}});
 }

@@ -46,8 +46,8 @@ Checkpoint::Checkpoint(std::string path, const Plan &plan, const MachineInfo &ma
                        std::span<const scdb::Chip> chips)
     : path_{std::move(path)}, identity_{identity_of(plan, machine, chips)} {}
 
-void Checkpoint::refuse(std::string_view why) const {
-  throw InputError{Subject::checkpoint, fmt::format("'{}' {}", path_, why)};
+void Checkpoint::refuse(const Wording &why) const {
+  throw InputError{Subject::checkpoint, why.behind(fmt::format("'{}' ", path_))};
 }
 
 void Checkpoint::load() {
@@ -64,8 +64,9 @@ void Checkpoint::load() {
     const Json identity = Json::parse(lines.front());
     const Json own = Json::parse(identity_);
     if (identity.at("plan") != own.at("plan"))
-      refuse(fmt::format("is of another plan, '{}', or of another version of this one; begin again",
-                         identity.at("plan").at("name").get<std::string>()));
+      refuse({fmt::format("is of another plan, '{}', or of another version of this one; begin again without ",
+                          identity.at("plan").at("name").get<std::string>()),
+              Subject::resume});
     if (identity.at("machine") != own.at("machine"))
       refuse(fmt::format("is of another machine, {}", identity.at("machine").at("name").get<std::string>()));
     for (std::size_t i = 1; i + 2 < lines.size(); ++i) {

@@ -31,7 +31,7 @@ class Checkpoint {
 
  private:
   void write() const;
-  [[noreturn]] void refuse(std::string_view why) const;
+  [[noreturn]] void refuse(const Wording &why) const;
 
   std::string path_;
   std::string identity_;  ///< of the plan and the machine: a line

@@ -32,15 +32,14 @@ std::size_t guard_bytes() {
 /// Memory that is at two addresses: at `seen` it can only be read.
 /// @return where it can be written; null when it cannot be had.
 std::byte *map_twice(std::byte *seen, std::size_t bytes) {
-  const int memory = memfd_create("macrodebug area", MFD_CLOEXEC);
-  if (memory < 0)
+  void *const own = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (own == MAP_FAILED)
     return nullptr;
-  void *own = MAP_FAILED;
-  if (ftruncate(memory, static_cast<off_t>(bytes)) == 0
-      && mmap(seen, bytes, PROT_READ, MAP_SHARED | MAP_FIXED, memory, 0) != MAP_FAILED)
-    own = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
-  close(memory);
-  return own == MAP_FAILED ? nullptr : static_cast<std::byte *>(own);
+  // Shared memory of which nothing is moved is mapped once more.
+  if (mremap(own, 0, bytes, MREMAP_MAYMOVE | MREMAP_FIXED, seen) == seen && mprotect(seen, bytes, PROT_READ) == 0)
+    return static_cast<std::byte *>(own);
+  munmap(own, bytes);
+  return nullptr;
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace engine {
 
@@ -44,9 +45,9 @@ std::string Wording::text(SubjectName name) const {
   return all;
 }
 
-Wording Wording::about(Subject subject) const {
-  Wording result{Piece{subject}, Piece{std::string{": "}}};
-  result.pieces_.insert(result.pieces_.end(), pieces_.begin(), pieces_.end());
+Wording Wording::behind(Piece piece) const {
+  Wording result = *this;
+  result.pieces_.insert(result.pieces_.begin(), std::move(piece));
   return result;
 }
 

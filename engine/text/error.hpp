@@ -52,8 +52,8 @@ class Wording {
   Wording(std::initializer_list<Piece> pieces) : pieces_{pieces} {}
 
   [[nodiscard]] std::string text(SubjectName name) const;
-  /// The same, behind the name of a subject and a colon.
-  [[nodiscard]] Wording about(Subject subject) const;
+  /// The same behind a text or a subject.
+  [[nodiscard]] Wording behind(Piece piece) const;
 
  private:
   std::vector<Piece> pieces_;
@@ -65,7 +65,7 @@ class [[nodiscard]] InputError : public std::runtime_error {
  public:
   explicit InputError(Wording wording) : std::runtime_error{wording.text(neutral_name)}, wording_{std::move(wording)} {}
   /// "SUBJECT: wording"
-  InputError(Subject about, const Wording &wording) : InputError{wording.about(about)} {}
+  InputError(Subject about, const Wording &wording) : InputError{wording.behind(": ").behind(about)} {}
 
   [[nodiscard]] const Wording &wording() const { return wording_; }
   [[nodiscard]] std::string text(SubjectName name) const { return wording_.text(name); }
