@@ -58,9 +58,9 @@ def members(entry):
         yield {key: place(value) for key, value in entry.items() if key != "vars"} | {"name": name}
 
 
-def catalogue():
+def catalogue(source=SOURCE):
     entries = []
-    for path in sorted((SOURCE / "catalogue").glob("*.toml")):
+    for path in sorted((source / "catalogue").glob("*.toml")):
         for entry in tomllib.loads(path.read_text(encoding="utf-8"))["macro"]:
             entries += members(entry)
     return entries
