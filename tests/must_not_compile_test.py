@@ -13,7 +13,7 @@ from project import BUILD, INCLUDE, SOURCE, run
 
 COMPILERS = ("g++", "clang++")
 STRICT = ("-std=c++20", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Werror")
-FOLDERS = ("-I", INCLUDE, "-I", SOURCE, "-I", SOURCE / "macrodebug", "-I", SOURCE / "host")
+FOLDERS = ("-I", INCLUDE, "-I", SOURCE, "-I", SOURCE / "macrodebug")
 
 # Calls whose answer is the only word on whether to go on, each a member function's body under these declarations.
 STATUSES = {
@@ -68,9 +68,9 @@ FOR_CLANG = {
         "scdb::Observing{observer}",
         "observer.before(call)",
     ),
-    '#include "error.hpp"\n#include "expression.hpp"\nstruct Body {': (
-        'host::InputError("never thrown")',
-        'host::ExpressionError("never thrown")',
+    '#include "engine/text/error.hpp"\n#include "engine/catalogue/expression.hpp"\nstruct Body {': (
+        'engine::InputError("never thrown")',
+        'engine::ExpressionError("never thrown")',
     ),
 }
 

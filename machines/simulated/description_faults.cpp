@@ -57,7 +57,7 @@ std::optional<macro_word> number_in(std::string_view text) {
   return number;
 }
 
-Selector Reader::selector(const toml::node &node) const {
+Selector DescriptionReader::selector(const toml::node &node) const {
   const std::string &said = text(node, "chip");
   const std::string_view whole = said;
   const std::size_t colon = whole.find(':');
@@ -84,7 +84,7 @@ Selector Reader::selector(const toml::node &node) const {
   return result;
 }
 
-void Reader::read_fault(const toml::table &table) {
+void DescriptionReader::read_fault(const toml::table &table) {
   static constexpr std::string_view KEYS[] = {"chip",  "place", "kind",  "bit",         "bits",
                                               "entry", "after", "times", "probability", "seed"};
   check_keys(table, KEYS);
@@ -125,7 +125,7 @@ void Reader::read_fault(const toml::table &table) {
 }
 
 /// Which bits of its place a fault concerns.
-void Reader::read_bits(const toml::table &table, bool needs_bits, FaultLine &line) const {
+void DescriptionReader::read_bits(const toml::table &table, bool needs_bits, FaultLine &line) const {
   const toml::node &kind = *table.get("kind");
   const std::string &name = text(kind, "kind");
   for (const std::string_view key : {"bit", "bits"})
@@ -143,7 +143,7 @@ void Reader::read_bits(const toml::table &table, bool needs_bits, FaultLine &lin
 }
 
 /// After how many accesses, how many times and how likely a fault shows.
-void Reader::read_occasions(const toml::table &table, Fault &fault) const {
+void DescriptionReader::read_occasions(const toml::table &table, Fault &fault) const {
   if (const toml::node *node = table.get("after"))
     fault.after = static_cast<std::uint64_t>(integer(*node, "after", 0, std::numeric_limits<std::int64_t>::max()));
   if (const toml::node *node = table.get("times"); node != nullptr && node->value<std::string_view>() != "always") {
@@ -161,7 +161,7 @@ void Reader::read_occasions(const toml::table &table, Fault &fault) const {
     fault.seed = word(*node, "seed");
 }
 
-void Reader::read_place(const toml::node &node, FaultLine &line) const {
+void DescriptionReader::read_place(const toml::node &node, FaultLine &line) const {
   line.place = {text(node, "place"), where(node)};
   const std::string_view whole = line.place.text;
   const std::size_t space = whole.find(' ');
@@ -184,7 +184,7 @@ void Reader::read_place(const toml::node &node, FaultLine &line) const {
 }
 
 /// bit = position or a list of positions, counted from the most significant bit of the place's first word.
-void Reader::read_positions(const toml::node &node, FaultLine &line) const {
+void DescriptionReader::read_positions(const toml::node &node, FaultLine &line) const {
   const auto position = [&](const toml::node &element) {
     line.positions.push_back(static_cast<std::uint32_t>(integer(element, "a bit's position", 0, MACRO_ALL)));
   };
@@ -199,7 +199,7 @@ void Reader::read_positions(const toml::node &node, FaultLine &line) const {
 }
 
 /// bits = mask over the place's first word.
-void Reader::read_mask(const toml::node &node, FaultLine &line) const {
+void DescriptionReader::read_mask(const toml::node &node, FaultLine &line) const {
   if (line.where == PlaceKind::ring)
     fail(node, "the bits of a ring are named by their positions: write bit");
   const auto mask = static_cast<macro_word>(integer(node, "bits", 1, MACRO_ALL));

@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "machines/simulated/embedded.hpp"
+#include "machines/simulated/embedded_machines.hpp"
 
 namespace simulated {
 
@@ -245,7 +245,7 @@ std::unique_ptr<Machine> open_machine(const std::string &description) {
 
 std::vector<std::string> built_in_machines() {
   std::vector<std::string> names;
-  for (const simulated::Embedded &file : simulated::embedded_files())
+  for (const toml_file::Embedded &file : simulated::embedded_machines())
     names.emplace_back(file.name);
   std::ranges::sort(names);
   return names;
