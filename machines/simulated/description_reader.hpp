@@ -60,7 +60,7 @@ class DescriptionReader final : toml_file::Reader {
   void read_occasions(const toml::table &table, Fault &fault) const;
   void read_place(const toml::node &node, FaultLine &line) const;
   void read_positions(const toml::node &node, FaultLine &line) const;
-  void read_mask(const toml::node &node, FaultLine &line) const;
+  void read_word_bits(const toml::node &node, const toml::node *word, FaultLine &line) const;
 
   Description &into_;
   unsigned depth_;

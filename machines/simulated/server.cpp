@@ -57,6 +57,19 @@ void Server::add_chips(const Description &description) {
   }
 }
 
+namespace {
+
+/// Which bits a place has, as a fault of it names them.
+std::string extent(std::size_t bits, const FaultLine &line) {
+  if (line.bits.text == "bit")
+    return fmt::format("the bits 0 to {}", bits - 1);
+  if (bits < 32)
+    return fmt::format("{} bits: 31 to {}", bits, 32 - bits);
+  return bits == 32 ? "one word" : fmt::format("the words 0 to {}", (bits - 1) / 32);
+}
+
+}  // namespace
+
 void Server::add_fault(const FaultLine &line) {
   bool any = false;
   for (const std::unique_ptr<ChipModel> &model : slots_) {
@@ -87,8 +100,8 @@ void Server::add_fault(const FaultLine &line) {
     }
     for (const std::uint32_t position : line.positions) {
       if (position >= bits)
-        throw MachineError(fmt::format("{}: \"{}\" of {} has the bits 0 to {}", line.bits.where, line.place.text,
-                                       name_of(model->where()), bits - 1));
+        throw MachineError(fmt::format("{}: \"{}\" of {} has {}", line.bits.where, line.place.text,
+                                       name_of(model->where()), extent(bits, line)));
       fault.bits.push_back({position / 32, macro_word{0x80000000} >> (position % 32)});
     }
     fault.seed = mix(mix(fault.seed, name_of(model->where())), static_cast<macro_word>(state.faults().size()));
