@@ -184,7 +184,7 @@ struct ArrayRun : ArrayFrame {
            && store(Member::FORMAT, Member::CODE_MACRO, _WORKING);
   }
 
-  /// Writes the addressed entry with check bits made from its data, or with those it has when _PARA[2] bit 31 is set.
+  /// Writes the addressed entry with check bits made from its data, or with those it has when _PARA[2] bit 0 is set.
   [[nodiscard]] bool restore() {
     if (!read_ring(Member::DATA_IN))
       return false;

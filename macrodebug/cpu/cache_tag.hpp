@@ -84,7 +84,7 @@ struct InstructionCacheTag : CoreCacheTag<InstructionCacheTag<CORE>> {
   [[nodiscard]] bool load_address() { return this->load_row(); }
 };
 
-/// Four banks, chosen by bits 12 and 15 of _PARA[0].
+/// Four banks, chosen by bits 19 and 16 of _PARA[0].
 template <unsigned CORE>
 struct OperandCacheTag : CoreCacheTag<OperandCacheTag<CORE>> {
   macro_word _OPSR23 = 0, _HALFSEL = 0, _DUM = 0, _ADRS12 = 0, _ADRS15 = 0;
