@@ -6,15 +6,16 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "engine/run/stop.hpp"
-#include "host/command/output.hpp"
-#include "host/command/progress.hpp"
 #include "engine/report/run_report.hpp"
-#include "scdb/record.hpp"
-#include "scdb/session.hpp"
-#include "host/command/state.hpp"
+#include "engine/run/stop.hpp"
 #include "engine/run/trace.hpp"
 #include "engine/text/words.hpp"
+#include "engine/unit/chips.hpp"
+#include "host/command/output.hpp"
+#include "host/command/progress.hpp"
+#include "host/command/state.hpp"
+#include "scdb/record.hpp"
+#include "scdb/session.hpp"
 
 namespace host {
 namespace {
@@ -118,8 +119,9 @@ void add_direct_options(CLI::App &command, DirectOptions &options) {
   command
       .add_option(
           "--unit", options.unit,
-          "Chips to access, one after another: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, or * "
-          "for all there are; kinds are cpu, mac, sc, xb, ioc, sp")
+          fmt::format("Chips to access, one after another: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, "
+                      "or * for all there are; kinds are {}",
+                      kinds_of_units()))
       ->option_text("UNIT (required)")
       ->required();
   command.add_flag(fmt::format("--trace{{{}}}", STANDARD_ERROR), options.trace,

@@ -7,10 +7,11 @@
 #include <nlohmann/json.hpp>
 
 #include "engine/catalogue/catalogue.hpp"
-#include "host/command/commands.hpp"
-#include "engine/run/library.hpp"
-#include "host/command/output.hpp"
 #include "engine/report/run_report.hpp"
+#include "engine/run/library.hpp"
+#include "engine/unit/chips.hpp"
+#include "host/command/commands.hpp"
+#include "host/command/output.hpp"
 
 namespace host {
 namespace {
@@ -66,8 +67,7 @@ std::vector<scdb::ChipKind> wanted_kinds(const std::vector<std::string> &names) 
   for (const std::string &name : names) {
     const std::optional<scdb::ChipKind> kind = scdb::kind_named(name);
     if (!kind)
-      throw InputError(
-          fmt::format("--unit-kind: '{}' is no kind of unit; the kinds are cpu, mac, sc, xb, ioc, sp", name));
+      throw InputError(fmt::format("--unit-kind: '{}' is no kind of unit; the kinds are {}", name, kinds_of_units()));
     kinds.push_back(*kind);
   }
   return kinds;
@@ -130,7 +130,8 @@ void add_list(CLI::App &app, Action &action) {
       ->add_option("PATTERN", options->pattern,
                    "Show only macros with this in their name, number or title; with * and ? those it fits as a whole")
       ->option_text(" ");
-  command->add_option("--unit-kind", options->kinds, "Show only macros of these kinds: cpu, mac, sc, xb, ioc, sp")
+  command
+      ->add_option("--unit-kind", options->kinds, fmt::format("Show only macros of these kinds: {}", kinds_of_units()))
       ->option_text("KIND...")
       ->delimiter(',');
   add_catalogue_option(*command, options->catalogue);

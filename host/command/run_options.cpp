@@ -4,10 +4,11 @@
 
 #include <algorithm>
 
-#include "engine/text/error.hpp"
 #include "engine/run/library.hpp"
 #include "engine/run/trace.hpp"
+#include "engine/text/error.hpp"
 #include "engine/text/words.hpp"
+#include "engine/unit/chips.hpp"
 
 namespace host {
 namespace {
@@ -45,8 +46,10 @@ void add_unit_options(CLI::App &command, RunOptions &options) {
   command
       .add_option(
           "--unit", options.units,
-          "Unit to work on, may be repeated: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, or * for all "
-          "there are; kinds are cpu, mac, sc, xb, ioc, sp; places are joined by +")
+          fmt::format(
+              "Unit to work on, may be repeated: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, or "
+              "* for all there are; kinds are {}; places are joined by +",
+              kinds_of_units()))
       ->option_text("UNIT")
       ->allow_extra_args(false);
   command.add_option("--unit-type", options.unit_type, "The unit in words: _UNIT_TYPE")->option_text("N");

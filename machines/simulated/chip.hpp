@@ -176,7 +176,4 @@ extern const Blueprint SERVICE_PROCESSOR;
 
 [[nodiscard]] const Blueprint &blueprint(scdb::ChipKind kind);
 
-/// "cpu:0.1"
-[[nodiscard]] std::string name_of(scdb::Chip chip);
-
 }  // namespace simulated

@@ -51,7 +51,7 @@ void Server::add_chips(const Description &description) {
           else
             setup.parameters.insert_or_assign(setting.name, setting.value);
         }
-        setup.seed = mix(setup.seed, name_of(setup.chip));
+        setup.seed = mix(setup.seed, to_string(setup.chip));
         slots_[slot(setup.chip)] = plan.build(setup);
       }
   }
@@ -87,24 +87,24 @@ void Server::add_fault(const FaultLine &line) {
     const std::size_t bits = missing_cells ? 0 : model->bits_at(line.where, fault.code);
     if (bits == 0)
       throw MachineError(
-          fmt::format("{}: {} has no place \"{}\"", line.place.where, name_of(model->where()), line.place.text));
+          fmt::format("{}: {} has no place \"{}\"", line.place.where, to_string(model->where()), line.place.text));
     if (fault.cells) {
       const Cells &cells = state.cells()[*fault.cells];
       fault.entry_words = line.where == PlaceKind::ring ? cells.size() : cells.layout().entry_words;
       const std::size_t entries = cells.layout().part.entries;
       if (line.entry && *line.entry >= entries)
         throw MachineError(fmt::format("{}: \"{}\" of {} has the entries 0 to {}", line.entry_key.where,
-                                       line.place.text, name_of(model->where()), entries - 1));
+                                       line.place.text, to_string(model->where()), entries - 1));
       if (line.entry)
         fault.entry = *line.entry;
     }
     for (const std::uint32_t position : line.positions) {
       if (position >= bits)
         throw MachineError(fmt::format("{}: \"{}\" of {} has {}", line.bits.where, line.place.text,
-                                       name_of(model->where()), extent(bits, line)));
+                                       to_string(model->where()), extent(bits, line)));
       fault.bits.push_back({position / 32, macro_word{0x80000000} >> (position % 32)});
     }
-    fault.seed = mix(mix(fault.seed, name_of(model->where())), static_cast<macro_word>(state.faults().size()));
+    fault.seed = mix(mix(fault.seed, to_string(model->where())), static_cast<macro_word>(state.faults().size()));
     state.add_fault(std::move(fault));
   }
   if (!any)

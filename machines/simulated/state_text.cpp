@@ -120,7 +120,7 @@ class StateText {
 
   [[nodiscard]] ChipModel *find_chip(std::string_view name) const {
     for (const std::unique_ptr<ChipModel> &model : into_.slots_)
-      if (model && name_of(model->where()) == name)
+      if (model && to_string(model->where()) == name)
         return model.get();
     fail("the machine has no such chip");
   }
@@ -164,7 +164,7 @@ macro_word Server::fingerprint() const {
   for (const std::unique_ptr<ChipModel> &model : slots_) {
     if (!model)
       continue;
-    hash = mix(hash, name_of(model->where()));
+    hash = mix(hash, to_string(model->where()));
     for (const Cells &cells : model->state().cells())
       hash = mix(hash, cells.fingerprint());
     for (const Fault &fault : model->state().faults()) {
@@ -190,7 +190,7 @@ std::optional<std::string> Server::save_state() const {
     for (const Cells &cells : model->state().cells())
       write_cells(changes, cells);
     if (!changes.empty())
-      text += fmt::format("chip {}\n{}", name_of(model->where()), changes);
+      text += fmt::format("chip {}\n{}", to_string(model->where()), changes);
   }
   return text + "end\n";
 }
