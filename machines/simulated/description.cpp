@@ -190,8 +190,8 @@ void DescriptionReader::read_rings(const Kind &kind, const toml::table &table) {
 }
 
 void DescriptionReader::read_setting(const Selector &chips, std::string_view name, const toml::node &node) {
-  const std::span<const Parameter> parameters = blueprint(chips.kind).parameters;
-  const auto at = std::ranges::find(parameters, name, &Parameter::name);
+  const std::span<const ChipParameter> parameters = blueprint(chips.kind).parameters;
+  const auto at = std::ranges::find(parameters, name, &ChipParameter::name);
   if (name == "seed") {
     into_.settings.push_back({chips, "seed", word(node, "seed")});
   } else if (at != parameters.end()) {
@@ -200,7 +200,7 @@ void DescriptionReader::read_setting(const Selector &chips, std::string_view nam
     std::vector<std::string_view> accepted{"seed"};
     if (!chips.board && !chips.number)
       accepted.emplace_back("rings");
-    for (const Parameter &parameter : parameters)
+    for (const ChipParameter &parameter : parameters)
       accepted.emplace_back(parameter.name);
     fail(node, fmt::format("unknown key '{}' of {} chips; accepted here: {}", name, scdb::info(chips.kind).name,
                            fmt::join(accepted, ", ")));

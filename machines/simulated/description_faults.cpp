@@ -174,7 +174,7 @@ void DescriptionReader::read_bits(const toml::table &table, bool needs_bits, Fau
 }
 
 /// After how many accesses, how many times and how likely a fault shows.
-void DescriptionReader::read_occasions(const toml::table &table, Fault &fault) const {
+void DescriptionReader::read_occasions(const toml::table &table, ChipFault &fault) const {
   if (const toml::node *node = table.get("after"))
     fault.after = static_cast<std::uint64_t>(integer(*node, "after", 0, std::numeric_limits<std::int64_t>::max()));
   if (const toml::node *node = table.get("times"); node != nullptr && node->value<std::string_view>() != "always") {

@@ -57,7 +57,7 @@ class DescriptionReader final : toml_file::Reader {
   void read_fault(const toml::table &table);
   [[nodiscard]] Selector selector(const toml::node &node) const;
   void read_bits(const toml::table &table, bool needs_bits, FaultLine &line) const;
-  void read_occasions(const toml::table &table, Fault &fault) const;
+  void read_occasions(const toml::table &table, ChipFault &fault) const;
   void read_place(const toml::node &node, FaultLine &line) const;
   void read_positions(const toml::node &node, FaultLine &line) const;
   void read_word_bits(const toml::node &node, const toml::node *word, FaultLine &line) const;

@@ -35,7 +35,7 @@ void Server::add_chips(const Description &description) {
     for (const auto &[ring, bits] : description.rings[static_cast<std::size_t>(kind.kind)])
       common.rings[ring] = bits;
     std::erase_if(common.rings, [](const auto &row) { return row.second == 0; });
-    for (const Parameter &parameter : plan.parameters)
+    for (const ChipParameter &parameter : plan.parameters)
       common.parameters.emplace(parameter.name, parameter.usual);
 
     for (unsigned board = 0; board < scdb::BOARDS; ++board)
@@ -77,7 +77,7 @@ void Server::add_fault(const FaultLine &line) {
       continue;
     any = true;
     State &state = model->state();
-    Fault fault = line.fault;
+    ChipFault fault = line.fault;
     if (line.where == PlaceKind::cells || line.where == PlaceKind::ring) {
       fault.cells = state.find(line.where == PlaceKind::cells ? line.place.text : fmt::format("ring {}", line.code));
       if (line.where == PlaceKind::cells && fault.cells)
