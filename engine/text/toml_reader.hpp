@@ -23,6 +23,10 @@ struct Name {
 
 /// What the readers of the catalogue and of plans have in common.  Every complaint is an InputError.
 class TomlReader : protected toml_file::Reader {
+ public:
+  TomlReader(const TomlReader &) = delete;
+  TomlReader &operator=(const TomlReader &) = delete;
+
  protected:
   using Reader::Reader;
   ~TomlReader() = default;
