@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -208,10 +209,9 @@ TEST(Server, EveryPartIsAPlaceForFaults) {
   for (const Chip chip : {CPU, MAC, SC, XB, IOC, SP}) {
     EXPECT_FALSE(machine->parts(chip).empty());
     for (const Part &part : machine->parts(chip)) {
-      const std::string selector = std::string{info(chip.kind).name} + ":0.0";
-      const std::string bits = part.kind == Part::Kind::registers ? "bits = '0'" : "bit = 0";
-      EXPECT_NO_THROW(
-          (void)small("[[fault]]\nchip = '" + selector + "'\nplace = '" + part.name + "'\nkind = 'flip'\n" + bits))
+      const char *bits = part.kind == Part::Kind::registers ? "bits = '0'" : "bit = 0";
+      EXPECT_NO_THROW((void)small(fmt::format("[[fault]]\nchip = '{}:0.0'\nplace = '{}'\nkind = 'flip'\n{}\n",
+                                              info(chip.kind).name, part.name, bits)))
           << part.name;
     }
   }
