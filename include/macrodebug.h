@@ -17,7 +17,7 @@ enum {
   ERR_CLASS = 0,     /**< ERR_PARAMETER from a macro; a failure class of the primitive library otherwise */
   ERR_PRIMITIVE = 1, /**< primitive library only: which primitive failed */
   ERR_CODE = 2,      /**< primitive library only: its code, ring, register or test number */
-  ERR_PLACE = 3,     /**< primitive library only: unit type, board and chip */
+  ERR_PLACE = 3,     /**< primitive library: unit type, board and chip; xb_9434_0101: the unit type that it refuses */
   ERR_REASON = 4,    /**< primitive library only: the reason */
   ERR_SUBCODE = 5,   /**< macro: which check failed */
   ERR_VALUE = 6,     /**< macro: the offending value as it was received */

@@ -117,7 +117,7 @@ class [[nodiscard]] SCDB_API MachineError : public std::runtime_error {
 };
 
 /// Opens a machine.  Whatever machine the library is built with supplies this function.
-/// @param description path of a description file; empty for the built-in default.
+/// @param description name of a built-in description or path of a file; empty for the built-in "default".
 /// @throw MachineError
 [[nodiscard]] SCDB_API std::unique_ptr<Machine> open_machine(const std::string &description);
 

@@ -19,8 +19,6 @@
 namespace scdb {
 namespace {
 
-constexpr std::array<std::string_view, 7> PREFIXES{"cp", "cpj", "ma", "sc", "xb", "io", "sp"};
-
 constexpr bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -255,8 +253,9 @@ std::optional<MacroName> parse_macro_name(std::string_view name) {
     return std::nullopt;
   const std::string_view prefix = name.substr(0, name.size() - TAIL);
   const std::string_view tail = name.substr(prefix.size());
-  if (std::ranges::find(PREFIXES, prefix) == PREFIXES.end() || tail[0] != '_' || tail[5] != '_'
-      || !std::ranges::all_of(tail.substr(1, 4), is_upper_hex) || !std::ranges::all_of(tail.substr(6), is_digit))
+  if (std::ranges::find(MACRO_PREFIXES, prefix, &MacroPrefix::text) == MACRO_PREFIXES.end() || tail[0] != '_'
+      || tail[5] != '_' || !std::ranges::all_of(tail.substr(1, 4), is_upper_hex)
+      || !std::ranges::all_of(tail.substr(6), is_digit))
     return std::nullopt;
   MacroName parts{prefix, 0, 0};
   for (const char c : tail.substr(1, 4))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <span>
@@ -10,14 +11,30 @@
 
 #include "libscfjtag.h"
 #include "scdb/export.hpp"
+#include "scdb/units.hpp"
 
 /// The macros of the loaded libraries.  There is no list of them: they are read from the libraries' own dynamic symbol
 /// tables by the naming rule, prefix "_" four upper-case hexadecimal digits "_" four decimal digits.
 namespace scdb {
 
+/// What macros' names begin with, and the kind of unit that such macros work on.
+struct MacroPrefix {
+  std::string_view text;
+  ChipKind kind;
+};
+inline constexpr std::array<MacroPrefix, 7> MACRO_PREFIXES{{
+    {"cp", ChipKind::cpu},
+    {"cpj", ChipKind::cpu},
+    {"ma", ChipKind::mac},
+    {"sc", ChipKind::sc},
+    {"xb", ChipKind::xb},
+    {"io", ChipKind::ioc},
+    {"sp", ChipKind::sp},
+}};
+
 /// The parts of a macro's name.
 struct MacroName {
-  std::string_view prefix;  ///< "cp", "cpj", "ma", "sc", "xb", "io" or "sp"
+  std::string_view prefix;  ///< one of MACRO_PREFIXES
   unsigned number = 0;      ///< test number, 0 to 0xFFFF
   unsigned variant = 0;     ///< 0 to 9999
 };

@@ -136,10 +136,6 @@ std::string_view title_of(Reason reason) {
   return row != nullptr ? row->title : "unknown reason";
 }
 
-std::string to_string(Chip chip) {
-  return fmt::format("{}:{}.{}", info(chip.kind).name, chip.board, chip.number);
-}
-
 std::string describe(const Failure &failure) {
   const int digits = failure.code > 0xFFFF ? 8 : failure.code > 0xFF ? 4 : 2;
   std::string text =

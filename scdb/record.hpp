@@ -31,10 +31,8 @@ SCDB_API void write_failure(macro_word *record, const Failure &failure);
 
 [[nodiscard]] SCDB_API std::string_view title_of(FailureClass failure_class);
 [[nodiscard]] SCDB_API std::string_view title_of(Reason reason);
-/// "cpu:0.1", as people type it.
-[[nodiscard]] SCDB_API std::string to_string(Chip chip);
 
-/// One sentence for people: "lmcr_jtag, code 0xB1, cpu:0.1: the chip does not answer (dead chip)".
+/// One sentence for people: "lmcr_jtag, code 0xB1, cpu:0.1: the chip does not answer (hardware error)".
 [[nodiscard]] SCDB_API std::string describe(const Failure &failure);
 
 }  // namespace scdb

@@ -1,8 +1,14 @@
+#include <fmt/format.h>
+
 #include <bit>
 
 #include "scdb/context.hpp"
 
 namespace scdb {
+
+std::string to_string(Chip chip) {
+  return fmt::format("{}:{}.{}", info(chip.kind).name, chip.board, chip.number);
+}
 
 Outcome resolve(const Machine &machine, const Unit &unit, const Triple &triple, ChipList &chips) {
   const std::optional<ChipKind> kind = kind_of(unit.type);

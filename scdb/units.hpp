@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "libscfjtag.h"
+#include "scdb/export.hpp"
 
 namespace scdb {
 
@@ -25,6 +27,9 @@ struct Chip {
 
   friend constexpr auto operator<=>(const Chip &, const Chip &) = default;
 };
+
+/// "cpu:0.1", as people type it.
+[[nodiscard]] SCDB_API std::string to_string(Chip chip);
 
 /// What the hardware's location words say of one kind of chip.
 struct ChipKindInfo {

@@ -6,6 +6,7 @@ import pathlib
 import re
 import subprocess
 import tempfile
+import threading
 import tomllib
 import unittest
 from concurrent.futures import ThreadPoolExecutor
@@ -72,11 +73,37 @@ def bits(row):
     return int(first), (1 << (int(last or first) - int(first) + 1)) - 1
 
 
+class Expressions:
+    """Values of the catalogue's expressions, computed by the program's own interpreter."""
+
+    program = None
+    lock = threading.Lock()
+
+    @classmethod
+    def value(cls, entry, rw, words, expression):
+        if isinstance(expression, int):
+            return expression
+        with cls.lock:
+            if cls.program is None:
+                cls.program = subprocess.Popen(os.environ["CATALOGUE_VALUES"], stdin=subprocess.PIPE,
+                                               stdout=subprocess.PIPE, text=True, bufsize=1)
+            asked = [entry["name"], rw & 0xFFFFFFFF, len(words), *words, expression]
+            print(*asked, file=cls.program.stdin)
+            return int(cls.program.stdout.readline())
+
+    @classmethod
+    def close(cls):
+        if cls.program is not None:
+            cls.program.communicate()
+
+
 class Words:
     """The fields of a run's parameters, by the rows of the entry that hold for them."""
 
     def __init__(self, entry, direction, chosen):
+        self.entry = entry
         self.direction = direction
+        self.rw = next((row["rw"] for row in entry.get("direction", []) if row["name"] == direction), NO_DIRECTION)
         self.rows = {}
         self.fields = {}
         self.words = [0] * 16
@@ -113,14 +140,7 @@ class Words:
         return now in wanted or any(value["value"] == now for value in row.get("values", []) if value.get("name") in wanted)
 
     def value(self, expression):
-        """Whole numbers, names, + - * / and parentheses."""
-        def known(found):
-            return str(self.fields[found[0]])
-
-        text = re.sub(r"[a-z][a-z0-9-]*", known, str(expression)).replace("/", "//")
-        if not re.fullmatch(r"[0-9+*/() -]+", text):
-            raise AssertionError(f"expression '{expression}'")
-        return eval(text)  # pylint: disable=eval-used
+        return Expressions.value(self.entry, self.rw, self.words, expression)
 
     def data(self, entry, role):
         """Indices of the words of _DATA with this role, and of those that may stay as they are."""
@@ -195,6 +215,10 @@ def cases(entry, direction):
 class Catalogue(unittest.TestCase):
     entries = catalogue()
     pool = ThreadPoolExecutor(os.cpu_count())
+
+    @classmethod
+    def tearDownClass(cls):
+        Expressions.close()
 
     def each(self, check, wanted=lambda entry: True):
         for entry in filter(wanted, self.entries):

@@ -1,16 +1,19 @@
-"""What must not compile, next to what must: dropped statuses, and ring fields that are none; with both compilers."""
+"""What must not compile, next to what must: dropped statuses, ring fields that are none, and steps of an array macro
+under a wrong name; with both compilers."""
 
 import json
 import os
+import pathlib
 import re
 import shlex
+import tempfile
 import unittest
 
 from project import BUILD, INCLUDE, SOURCE, run
 
 COMPILERS = ("g++", "clang++")
 STRICT = ("-std=c++20", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Werror")
-FOLDERS = ("-I", INCLUDE, "-I", SOURCE, "-I", SOURCE / "macrodebug", "-I", SOURCE / "host")
+FOLDERS = ("-I", INCLUDE, "-I", SOURCE, "-I", SOURCE / "macrodebug")
 
 # Calls whose answer is the only word on whether to go on, each a member function's body under these declarations.
 STATUSES = {
@@ -143,6 +146,51 @@ class RingFields(unittest.TestCase):
                 with self.subTest(compiler=command[0], field=bad):
                     _, said = errors(command, self.DECLARATIONS, [f"[[maybe_unused]] constexpr auto made = {bad}"])
                     self.assertRegex(said, rf"non-.?constexpr.? function .*{reason}")
+
+
+class ArraySteps(unittest.TestCase):
+    """A step that is misspelt is not the default one."""
+
+    FOLDER = SOURCE / "macrodebug/cpu"
+    TEXTS = {file.name: file.read_text() for file in sorted(FOLDER.glob("*.?pp"))}
+
+    def resting_on(self, header):
+        """The names of the files that include a header, themselves or through others, and of the header."""
+        reached, grown = set(), {header}
+        while grown != reached:
+            reached = set(grown)
+            lines = [f'#include "cpu/{name}"' for name in reached]
+            grown |= {name for name, text in self.TEXTS.items() if any(line in text for line in lines)}
+        return reached
+
+    def compiled(self, compiler, file, changed):
+        """What a compiler says of all macros that rest on a file, with its text changed."""
+        with tempfile.TemporaryDirectory() as folder:
+            overlay = pathlib.Path(folder) / "cpu" / file
+            overlay.parent.mkdir()
+            overlay.write_text(changed)
+            texts = self.TEXTS | {file: changed}
+            macros = "".join(texts[name] for name in sorted(self.resting_on(file)) if name.endswith(".cpp"))
+            macros = re.sub("^IDENTIFICATION.*", "", macros, flags=re.MULTILINE)
+            command = (compiler, "-std=c++20", "-I", folder, *FOLDERS, "-fsyntax-only", "-x", "c++", "-")
+            return run(*command, text=macros)[1]
+
+    def test_a_misspelt_one_does_not_compile(self):
+        steps = self.TEXTS["array.hpp"].split(" protected:")[1]
+        names = re.findall(r"^  \[\[nodiscard\]\] \w+ (\w+)\(", steps, re.MULTILINE)
+        definition = re.compile(rf"(?<=\[\[nodiscard\]\] )(?:bool|macro_word) (?:{'|'.join(names)})(?=\()")
+        misspelt = 0
+        for file in sorted(self.resting_on("array.hpp") - {"array.hpp"}):
+            text = self.TEXTS[file]
+            for match in definition.finditer(text):
+                compiler = COMPILERS[misspelt % len(COMPILERS)]
+                misspelt += 1
+                with self.subTest(compiler=compiler, file=file, step=match.group()):
+                    said = self.compiled(compiler, file, f"{text[: match.end()]}s{text[match.end() :]}")
+                    self.assertRegex(said, "error: .*(protected|no member)")
+        self.assertGreater(misspelt, 2 * len(names))
+        for compiler in COMPILERS:
+            self.assertEqual(self.compiled(compiler, "array.hpp", self.TEXTS["array.hpp"]), "")
 
 
 if __name__ == "__main__":

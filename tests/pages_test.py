@@ -94,6 +94,26 @@ class Reference(unittest.TestCase):
                 cells = {len(re.findall(r"(?<!\\)\|", line)) for line in table.splitlines()}
                 self.assertEqual(len(cells), 1, f"{name}:\n{table}")
 
+    def test_documents_name_the_places_that_it_has(self):
+        """A field of a parameter word that a document mentions is one of the macros that it is about."""
+        reference = SOURCE / "docs" / "reference"
+        places = 0
+        for path in (SOURCE / "docs").glob("*.md"):
+            text = path.read_text()
+            linked = "".join((reference / page).read_text() for page in set(re.findall(r"\(reference/([\w-]+\.md)", text)))
+            for word, bits in re.findall(r"`_PARA\[(\d)\]`,? \(?(bits? \d+(?:-\d+)?)", text):
+                places += 1
+                with self.subTest(document=path.name, word=word, bits=bits):
+                    self.assertRegex(linked, rf"\\_PARA\[{word}\] {bits} \|")
+        self.assertGreater(places, 3)
+
+    def test_bits_count_one_way(self):
+        """Words whose bit 0 is the most significant are named in one place, which says which those are."""
+        counted = r"(?i)bits? (?:0 (?:is|being) the most|count\w* from the most)"
+        for path in sorted((SOURCE / "docs").rglob("*.md")):
+            with self.subTest(document=path.name):
+                self.assertNotRegex(path.read_text(), counted)
+
     def test_misuse(self):
         done = mcrhost("reference crosbar")
         self.assertEqual((done.returncode, done.stdout), (2, ""))

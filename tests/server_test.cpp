@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -208,9 +209,9 @@ TEST(Server, EveryPartIsAPlaceForFaults) {
   for (const Chip chip : {CPU, MAC, SC, XB, IOC, SP}) {
     EXPECT_FALSE(machine->parts(chip).empty());
     for (const Part &part : machine->parts(chip)) {
-      const std::string selector = std::string{info(chip.kind).name} + ":0.0";
-      EXPECT_NO_THROW(
-          (void)small("[[fault]]\nchip = '" + selector + "'\nplace = '" + part.name + "'\nkind = 'flip'\nbit = 0\n"))
+      const char *bits = part.kind == Part::Kind::registers ? "bits = '0'" : "bit = 0";
+      EXPECT_NO_THROW((void)small(fmt::format("[[fault]]\nchip = '{}:0.0'\nplace = '{}'\nkind = 'flip'\n{}\n",
+                                              info(chip.kind).name, part.name, bits)))
           << part.name;
     }
   }
@@ -320,9 +321,10 @@ TEST(Faults, SpoilWhatIsRead) {
   };
   const Row rows[] = {
       {"place = 'jtag 0xB1'\nkind = 'stuck-0'\nbits = 0x5", 0x12340},
-      {"place = 'jtag 0xB1'\nkind = 'stuck-1'\nbit = [0, 31]", 0x80012345},
-      {"place = 'register port 16-23'\nentry = 3\nkind = 'flip'\nbit = 31", 0x12344},
-      {"place = 'register port 16-23'\nentry = 2\nkind = 'flip'\nbit = 31", 0x12345},
+      {"place = 'jtag 0xB1'\nkind = 'stuck-1'\nbits = '31,0'", 0x80012345},
+      {"place = 'jtag 0xB1'\nkind = 'flip'\nbits = '0-7,16'", 0x023BA},
+      {"place = 'register port 16-23'\nentry = 3\nkind = 'flip'\nbits = '0'", 0x12344},
+      {"place = 'register port 16-23'\nentry = 2\nkind = 'flip'\nbits = '0'", 0x12345},
       {"place = 'register port answer'\nkind = 'does-not-hold'", 0},
       {"place = 'jtag 0xB0'\nkind = 'does-not-hold'\nafter = 1", 0},
   };
@@ -410,11 +412,26 @@ TEST(Description, ComplaintsNameThePlaceAndWhatIsAccepted) {
       {SMALL + fault("place = 'jtag 0x100'\nkind = 'dead'"),
        "d.toml:12:9: 'jtag 0x100' names no place; write one of: chip, jtag CODE"},
       {SMALL + fault("place = 'jtag 0x02'\nkind = 'dead'"), "d.toml:12:9: cpu:0.0 has no place \"jtag 0x02\""},
-      {SMALL + fault("place = 'register none'\nkind = 'flip'\nbit = 0"),
+      {SMALL + fault("place = 'register none'\nkind = 'flip'\nbits = '0'"),
        "d.toml:12:9: cpu:0.0 has no place \"register none\""},
       {SMALL + fault("place = 'chip'\nkind = 'stuck-0'"),
        "d.toml:13:8: 'stuck-0' is no kind of fault of \"chip\"; accepted here: dead, no-acknowledge"},
-      {SMALL + fault("place = 'ring 60'\nkind = 'flip'"), "d.toml:13:8: which bits?"},
+      {SMALL + fault("place = 'ring 60'\nkind = 'flip'"),
+       "d.toml:13:8: which bits? write bit = 0 or bit = [0, 1] beside flip"},
+      {SMALL + fault("place = 'jtag 0xB1'\nkind = 'flip'"),
+       "d.toml:13:8: which bits? write bits = \"31\", bits = \"0-7\" or"},
+      {SMALL + fault("place = 'jtag 0xB1'\nkind = 'flip'\nbit = 5"),
+       "d.toml:14:7: the bits of a word have no positions: bit 0 is the least significant; write bits = \"26\""},
+      {SMALL + fault("place = 'register port 0-7'\nkind = 'flip'\nbit = [31, 0, 64]"),
+       "write bits = \"0,31\", and in a fault of its own word = 2 and bits = \"31\""},
+      {SMALL + fault("place = 'jtag 0xB1'\nkind = 'flip'\nbits = '7-3'"), "d.toml:14:8: '7-3' names no bits of a word"},
+      {SMALL + fault("place = 'jtag 0xB1'\nkind = 'flip'\nbits = '32'"), "d.toml:14:8: '32' names no bits of a word"},
+      {SMALL + fault("place = 'jtag 0xB1'\nkind = 'flip'\nbits = '1,'"), "d.toml:14:8: '1,' names no bits of a word"},
+      {SMALL + fault("place = 'jtag 0xB1'\nkind = 'flip'\nbits = '1'\nword = 1"),
+       "d.toml:14:8: \"jtag 0xB1\" of cpu:0.0 has one word"},
+      {SMALL + fault("place = 'ring 60'\nkind = 'flip'\nbits = '1'"),
+       "d.toml:14:8: the bits of a ring are named by their positions: write bit"},
+      {SMALL + fault("place = 'ring 60'\nkind = 'flip'\nbit = 1\nword = 1"), "d.toml:15:8: word stands beside bits"},
       {SMALL + fault("place = 'ring 60'\nkind = 'flip'\nbit = [0, 37707]"),
        "d.toml:14:7: \"ring 60\" of cpu:0.0 has the bits 0 to 37706"},
       {SMALL + fault("place = 'register port 0-7'\nkind = 'does-not-hold'\nentry = 8"),

@@ -39,15 +39,17 @@ def may_include(source, target):
         "include": lambda: False,
         "macrodebug": lambda: unit == "frame" or unit == rest[0] and unit is not None,
         "scdb": lambda: target.startswith("scdb/"),
-        "machines": lambda: target.startswith(machine) or target in MACHINE_INTERFACE,
-        "engine": lambda: target in PUBLIC_SCDB or target.startswith("engine/") and within_layers(source, target),
+        "toml": lambda: target.startswith("toml/"),
+        "machines": lambda: target.startswith((machine, "toml/")) or target in MACHINE_INTERFACE,
+        "engine": lambda: (target in PUBLIC_SCDB or target.startswith("toml/")
+                           or target.startswith("engine/") and within_layers(source, target)),
         "host": lambda: (target in PUBLIC_SCDB or target.startswith("engine/")
                          or target.startswith("host/") and within_layers(source, target)),
     }[folder]()
 
 
 def sources():
-    for folder in ("include", "macrodebug", "scdb", "machines", "engine", "host"):
+    for folder in ("include", "macrodebug", "scdb", "toml", "machines", "engine", "host"):
         yield from (path for path in sorted((SOURCE / folder).rglob("*")) if path.suffix in (".h", ".hpp", ".cpp"))
 
 
@@ -80,6 +82,12 @@ class Dependencies(unittest.TestCase):
             ("macrodebug/cpu/a.cpp", "scdb/units.hpp"),
             ("scdb/a.cpp", "machines/simulated/b.hpp"),
             ("scdb/a.cpp", "engine/text/b.hpp"),
+            ("scdb/a.cpp", "toml/b.hpp"),
+            ("toml/a.cpp", "scdb/units.hpp"),
+            ("toml/a.cpp", "engine/text/b.hpp"),
+            ("toml/a.cpp", "machines/simulated/b.hpp"),
+            ("macrodebug/cpu/a.cpp", "toml/b.hpp"),
+            ("host/command/a.cpp", "toml/b.hpp"),
             ("machines/simulated/a.cpp", "scdb/session.hpp"),
             ("machines/simulated/a.cpp", "machines/driver/b.hpp"),
             ("machines/simulated/a.cpp", "engine/text/b.hpp"),
@@ -102,6 +110,8 @@ class Dependencies(unittest.TestCase):
     def test_the_rule_allows(self):
         for source, target in (
             ("engine/plan/a.cpp", "engine/run/b.hpp"),
+            ("engine/text/a.cpp", "toml/b.hpp"),
+            ("machines/simulated/a.cpp", "toml/b.hpp"),
             ("engine/run/processor/a.cpp", "engine/run/b.hpp"),
             ("engine/report/a.cpp", "engine/text/b.hpp"),
             ("host/command/a.cpp", "engine/report/b.hpp"),

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "engine/text/embedded.hpp"
+#include "engine/catalogue/embedded_catalogue.hpp"
 #include "engine/text/error.hpp"
 
 namespace engine {
@@ -51,7 +51,7 @@ std::string_view MacroEntry::title_of_sub_code(macro_word subcode) const {
 
 Catalogue::Catalogue(const std::string &folder) {
   if (folder.empty()) {
-    for (const Embedded &file : embedded_files())
+    for (const toml_file::Embedded &file : embedded_catalogue())
       files_.push_back(
           {std::string{file.name}, fmt::format("catalogue/{}.toml", file.name), std::string{file.text}, {}});
   } else {

@@ -13,12 +13,13 @@
 namespace engine {
 namespace {
 
-/// For each check bit the data bits that it covers, data bit 0 the most significant.
+/// For each check bit the data bits that it covers, data bit 0 the most significant.  macrodebug/cpu/ecc.hpp has the
+/// same for the macros that compute them: what those find and what is said of it here check each other.
 constexpr std::array<std::uint64_t, 8> WIDE_MASKS{
     0x9494884855BB7B6C, 0x49494494BB557B8C, 0x6161221255EEDE93, 0x16161161EE55DE23,
     0x55BB7B6C94948848, 0xBB557B8C49494494, 0x55EEDE9361612212, 0xEE55DE2316161161,
 };
-constexpr std::array<std::uint64_t, 6> TAG_MASKS{
+constexpr std::array<std::uint64_t, 6> SHORT_MASKS{
     0xCD00000000000000, 0x63E0000000000000, 0x1E60000000000000,
     0x8B80000000000000, 0xF0C0000000000000, 0x3420000000000000,
 };
@@ -28,7 +29,7 @@ struct Code {
 };
 
 Code code_of(SyndromeCode code) {
-  return code == SyndromeCode::tag ? Code{TAG_MASKS, 11} : Code{WIDE_MASKS, 64};
+  return code == SyndromeCode::tag ? Code{SHORT_MASKS, 11} : Code{WIDE_MASKS, 64};
 }
 
 /// The syndrome of an entry with one data bit wrong; check bit 0 is its most significant bit.

@@ -10,6 +10,7 @@
 #include "engine/text/error.hpp"
 #include "engine/text/toml_reader.hpp"
 #include "engine/text/words.hpp"
+#include "engine/unit/chips.hpp"
 
 namespace engine {
 namespace {
@@ -214,7 +215,7 @@ class EntryReader final : TomlReader {
     entry.family_title = family_.title;
     const std::optional<scdb::ChipKind> kind = scdb::kind_named(needed_text(table, "unit"));
     if (!kind)
-      fail(needed(table, "unit"), "'unit' must be one of cpu, mac, sc, xb, ioc, sp");
+      fail(needed(table, "unit"), fmt::format("'unit' must be one of {}", kinds_of_units()));
     entry.unit = *kind;
     entry.title = needed_text(table, "title");
     entry.text = text(table, "text");

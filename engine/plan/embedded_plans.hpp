@@ -1,12 +1,10 @@
 #pragma once
 
-#include <span>
+#include "toml/embedded.hpp"
 
-#include "engine/text/embedded.hpp"
-
-namespace engine::plans {
+namespace engine {
 
 /// The plans that are built in, in no particular order.
-[[nodiscard]] std::span<const Embedded> embedded_files();
+[[nodiscard]] std::span<const toml_file::Embedded> embedded_plans();
 
-}  // namespace engine::plans
+}  // namespace engine

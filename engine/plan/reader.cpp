@@ -338,7 +338,7 @@ std::string title_of(const PlanSource &source) {
 
 std::vector<PlanSource> built_in_plans() {
   std::vector<PlanSource> all;
-  for (const Embedded &file : plans::embedded_files())
+  for (const toml_file::Embedded &file : embedded_plans())
     all.push_back({std::string{file.name}, fmt::format("{}.toml", file.name), std::string{file.text}});
   std::ranges::sort(all, {}, &PlanSource::name);
   return all;

@@ -20,20 +20,6 @@ namespace {
 using scdb::ChipKind;
 using scdb::Macro;
 
-struct Prefix {
-  std::string_view prefix;
-  ChipKind kind;
-};
-constexpr std::array<Prefix, 7> PREFIXES{{
-    {"cp", ChipKind::cpu},
-    {"cpj", ChipKind::cpu},
-    {"ma", ChipKind::mac},
-    {"sc", ChipKind::sc},
-    {"xb", ChipKind::xb},
-    {"io", ChipKind::ioc},
-    {"sp", ChipKind::sp},
-}};
-
 /// Names offered for one that is not known.
 constexpr std::size_t MACROS_OFFERED = 3;
 /// Letters that may differ in a name that is still near; never more than half of them.
@@ -148,8 +134,8 @@ const Macro &macro_named(std::string_view text) {
 
 ChipKind kind_of(const Macro &macro) {
   const std::string_view prefix = std::string_view{macro.name}.substr(0, macro.name.find('_'));
-  for (const Prefix &row : PREFIXES)
-    if (row.prefix == prefix)
+  for (const scdb::MacroPrefix &row : scdb::MACRO_PREFIXES)
+    if (row.text == prefix)
       return row.kind;
   return ChipKind::sp;
 }

@@ -6,21 +6,11 @@
 
 #include "engine/text/words.hpp"
 #include "engine/unit/selection.hpp"
+#include "scdb/access.hpp"
 #include "scdb/record.hpp"
 
 namespace engine {
 namespace {
-
-/// A ring bit address: run length minus 1 in bits 28-31, ring code in bits 19-27, position in bits 0-18.
-constexpr unsigned run_of(macro_word address) {
-  return (address >> 28) + 1;
-}
-constexpr unsigned ring_of(macro_word address) {
-  return address >> 19 & 0x1FF;
-}
-constexpr unsigned position_of(macro_word address) {
-  return address & 0x7FFFF;
-}
 
 /// Ring bit addresses; single bits that descend one by one, as multi-bit fields do, become "0x3C/231-200".
 std::string describe_addresses(std::span<const macro_word> addresses) {
@@ -28,11 +18,11 @@ std::string describe_addresses(std::span<const macro_word> addresses) {
   for (std::size_t i = 0; i < addresses.size(); ++i) {
     text += ' ' + describe_ring_address(addresses[i]);
     std::size_t last = i;
-    while (run_of(addresses[i]) == 1 && last + 1 < addresses.size() && addresses[last + 1] == addresses[last] - 1
-           && position_of(addresses[last]) != 0)
+    while (scdb::take_apart(addresses[i]).length == 1 && last + 1 < addresses.size()
+           && addresses[last + 1] == addresses[last] - 1 && scdb::take_apart(addresses[last]).position != 0)
       ++last;
     if (last > i)
-      text += fmt::format("-{}", position_of(addresses[last]));
+      text += fmt::format("-{}", scdb::take_apart(addresses[last]).position);
     i = last;
   }
   return text;
@@ -88,8 +78,9 @@ void Trace::write_pending() {
 }
 
 std::string describe_ring_address(macro_word address) {
-  const std::string bit = fmt::format("0x{:02X}/{}", ring_of(address), position_of(address));
-  return run_of(address) == 1 ? bit : fmt::format("{}+{}", bit, run_of(address));
+  const scdb::RingBits bits = scdb::take_apart(address);
+  const std::string bit = fmt::format("0x{:02X}/{}", bits.ring, bits.position);
+  return bits.length == 1 ? bit : fmt::format("{}+{}", bit, bits.length);
 }
 
 }  // namespace engine

@@ -4,27 +4,16 @@
 
 namespace engine {
 
-std::string TomlReader::where(const toml::source_position &at) const {
-  return fmt::format("{}:{}:{}", origin_, at.line, at.column);
+namespace {
+
+std::string quoted(std::string_view key) {
+  return fmt::format("'{}'", key);
 }
 
-toml::table TomlReader::parse(std::string_view source) const {
-  try {
-    return toml::parse(source, std::string_view{origin_});
-  } catch (const toml::parse_error &error) {
-    throw InputError(fmt::format("{}: {}", where(error.source().begin), error.description()));
-  }
-}
+}  // namespace
 
-void TomlReader::fail(const toml::node &node, std::string_view message) const {
-  throw InputError(fmt::format("{}: {}", where(node.source().begin), message));
-}
-
-void TomlReader::check_keys(const toml::table &table, std::initializer_list<std::string_view> accepted) const {
-  for (const auto &[key, node] : table)
-    if (std::ranges::find(accepted, key.str()) == accepted.end())
-      throw InputError(fmt::format("{}: unknown key '{}'; accepted here: {}", where(key.source().begin), key.str(),
-                                   fmt::join(accepted, ", ")));
+std::exception_ptr TomlReader::error(const std::string &message) const {
+  return std::make_exception_ptr(InputError(message));
 }
 
 const toml::node &TomlReader::needed(const toml::table &table, std::string_view key) const {
@@ -36,10 +25,7 @@ const toml::node &TomlReader::needed(const toml::table &table, std::string_view 
 
 std::int64_t TomlReader::integer(const toml::node &node, std::string_view what, std::int64_t least,
                                  std::int64_t most) const {
-  const toml::value<std::int64_t> *const value = node.as_integer();
-  if (value == nullptr || value->get() < least || value->get() > most)
-    fail(node, fmt::format("'{}' must be a whole number from {} to {}", what, least, most));
-  return value->get();
+  return Reader::integer(node, quoted(what), least, most);
 }
 
 std::int64_t TomlReader::integer(const toml::table &table, std::string_view key, std::int64_t if_missing,
@@ -50,18 +36,11 @@ std::int64_t TomlReader::integer(const toml::table &table, std::string_view key,
 
 bool TomlReader::boolean(const toml::table &table, std::string_view key, bool if_missing) const {
   const toml::node *const node = table.get(key);
-  if (node == nullptr)
-    return if_missing;
-  if (!node->is_boolean())
-    fail(*node, fmt::format("'{}' must be true or false", key));
-  return node->as_boolean()->get();
+  return node == nullptr ? if_missing : Reader::boolean(*node, quoted(key));
 }
 
 std::string TomlReader::text(const toml::node &node, std::string_view what) const {
-  const toml::value<std::string> *const value = node.as_string();
-  if (value == nullptr || value->get().empty())
-    fail(node, fmt::format("'{}' must be a text in quotation marks", what));
-  return filled(value->get());
+  return filled(Reader::text(node, quoted(what)));
 }
 
 std::string TomlReader::text(const toml::table &table, std::string_view key) const {

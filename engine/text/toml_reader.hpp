@@ -1,7 +1,6 @@
 #pragma once
 
 #include <fmt/format.h>
-#include <toml.hpp>
 
 #include <algorithm>
 #include <array>
@@ -10,6 +9,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "toml/reader.hpp"
 
 namespace engine {
 
@@ -20,29 +21,20 @@ struct Name {
   Value value;
 };
 
-/// What readers of TOML files have in common.  Every complaint is an InputError that names file, line and column, what
-/// is wrong there and what would be right.
-class TomlReader {
+/// What the readers of the catalogue and of plans have in common.  Every complaint is an InputError.
+class TomlReader : protected toml_file::Reader {
  public:
   TomlReader(const TomlReader &) = delete;
   TomlReader &operator=(const TomlReader &) = delete;
 
  protected:
-  /// @param origin  the file's name for messages; must outlive the reader.
-  explicit TomlReader(const std::string &origin) : origin_{origin} {}
+  using Reader::Reader;
   ~TomlReader() = default;
 
   /// A text of the file as it is meant; this one leaves it as it is.
   [[nodiscard]] virtual std::string filled(std::string text) const { return text; }
 
-  [[nodiscard]] toml::table parse(std::string_view source) const;
-
-  // Complaints.
-
-  [[noreturn]] void fail(const toml::node &node, std::string_view message) const;
-  void check_keys(const toml::table &table, std::initializer_list<std::string_view> accepted) const;
-
-  // Values.
+  // Values.  What stands under a key is called by the key, in quotation marks.
 
   [[nodiscard]] const toml::node &needed(const toml::table &table, std::string_view key) const;
   [[nodiscard]] std::int64_t integer(const toml::node &node, std::string_view what, std::int64_t least,
@@ -92,9 +84,7 @@ class TomlReader {
   }
 
  private:
-  [[nodiscard]] std::string where(const toml::source_position &at) const;
-
-  const std::string &origin_;
+  [[nodiscard]] std::exception_ptr error(const std::string &message) const final;
 };
 
 }  // namespace engine

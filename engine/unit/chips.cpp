@@ -19,4 +19,11 @@ std::string describe_chips(macro_word location) {
   return unknown == 0 ? chips : std::string{};
 }
 
+std::string kinds_of_units() {
+  std::string kinds;
+  for (const scdb::ChipKindInfo &row : scdb::CHIP_KINDS)
+    kinds += fmt::format("{}{}", kinds.empty() ? "" : ", ", row.name);
+  return kinds;
+}
+
 }  // namespace engine

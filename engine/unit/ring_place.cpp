@@ -6,15 +6,14 @@
 
 #include "engine/text/error.hpp"
 #include "engine/text/words.hpp"
+#include "scdb/access.hpp"
 
 namespace engine {
 namespace {
 
-constexpr macro_word LAST_POSITION = 0x7FFFF;
-constexpr unsigned RING_SHIFT = 19;
-constexpr macro_word RING_MASK = 0x1FF;
-constexpr unsigned RUN_SHIFT = 28;
-constexpr unsigned LONGEST_RUN = 16;
+using scdb::LAST_POSITION;
+using scdb::LONGEST_RUN;
+
 constexpr unsigned LONGEST_PLACE = 32;
 
 macro_word parse_position(std::string_view text, std::string_view whole) {
@@ -35,8 +34,7 @@ RingPlace ascending(std::string_view name, macro_word ring, macro_word first, ma
   check_length(length, name);
   RingPlace place{std::string{name}, {}, length, first + length - 1};
   for (macro_word done = 0; done < length; done += LONGEST_RUN)
-    place.addresses.push_back((std::min(LONGEST_RUN, length - done) - 1) << RUN_SHIFT | ring << RING_SHIFT
-                              | (first + done));
+    place.addresses.push_back(scdb::put_together({first + done, ring, std::min(LONGEST_RUN, length - done)}));
   return place;
 }
 
@@ -45,7 +43,7 @@ RingPlace descending(std::string_view name, macro_word ring, macro_word first, m
   check_length(first - last + 1, name);
   RingPlace place{std::string{name}, {}, first - last + 1, first};
   for (macro_word bit = 0; bit < place.length; ++bit)
-    place.addresses.push_back(ring << RING_SHIFT | (first - bit));
+    place.addresses.push_back(scdb::put_together({first - bit, ring, 1}));
   return place;
 }
 
@@ -63,10 +61,11 @@ RingPlace parse_ring_place(std::string_view text, macro_word ring) {
   const macro_word address = parse_word(text, fmt::format("ring bits '{}'", text));
   if (address <= LAST_POSITION)
     return ascending(text, ring, address, 1);
-  if ((address >> RING_SHIFT & RING_MASK) != ring)
-    throw InputError(fmt::format("ring bits '{}': this is an address in ring 0x{:02X}, not 0x{:02X}", text,
-                                 address >> RING_SHIFT & RING_MASK, ring));
-  return ascending(text, ring, address & LAST_POSITION, (address >> RUN_SHIFT) + 1);
+  const scdb::RingBits bits = scdb::take_apart(address);
+  if (bits.ring != ring)
+    throw InputError(
+        fmt::format("ring bits '{}': this is an address in ring 0x{:02X}, not 0x{:02X}", text, bits.ring, ring));
+  return ascending(text, ring, bits.position, bits.length);
 }
 
 }  // namespace engine

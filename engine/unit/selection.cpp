@@ -9,6 +9,7 @@
 
 #include "engine/text/error.hpp"
 #include "engine/text/words.hpp"
+#include "engine/unit/chips.hpp"
 
 namespace engine {
 namespace {
@@ -125,14 +126,10 @@ ChipMasks parse_place(std::string_view place, std::string_view whole, ChipKind k
 Selection parse_selection(std::string_view text, std::span<const Chip> chips) {
   const std::size_t colon = text.find(':');
   const std::optional<ChipKind> kind = scdb::kind_named(text.substr(0, colon));
-  if (!kind) {
-    std::string known;
-    for (const scdb::ChipKindInfo &row : scdb::CHIP_KINDS)
-      known += fmt::format("{}{}", known.empty() ? "" : ", ", row.name);
+  if (!kind)
     throw InputError(
         fmt::format("unit '{}': '{}' is no kind of unit; the kinds are {} (for example cpu:0.1, sc:0,2-3.*)", text,
-                    text.substr(0, colon), known));
-  }
+                    text.substr(0, colon), kinds_of_units()));
   const ChipMasks existing = chips_of(*kind, chips);
   const std::string_view places = colon == std::string_view::npos ? "*" : text.substr(colon + 1);
 

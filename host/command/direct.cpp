@@ -8,6 +8,7 @@
 #include "engine/report/access_report.hpp"
 #include "engine/report/run_report.hpp"
 #include "engine/text/words.hpp"
+#include "engine/unit/chips.hpp"
 #include "host/command/interruption.hpp"
 #include "host/command/output.hpp"
 #include "host/command/progress.hpp"
@@ -35,8 +36,9 @@ std::vector<scdb::Chip> chips_of(const DirectOptions &options, std::span<const s
 void add_direct_options(Command &command, DirectOptions &options) {
   command
       .add("--unit", options.unit, Takes::unit,
-           "Chips to access, one after another: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, or * "
-           "for all there are; kinds are cpu, mac, sc, xb, ioc, sp")
+           fmt::format("Chips to access, one after another: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, "
+                       "or * for all there are; kinds are {}",
+                       kinds_of_units()))
       ->required();
   add_trace_option(command, options.trace);
   add_timeout_option(command, options.timeout);

@@ -6,15 +6,11 @@
 #include "engine/text/words.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/direct.hpp"
+#include "scdb/access.hpp"
 #include "scdb/machine.hpp"
 
 namespace host {
 namespace {
-
-constexpr macro_word LAST_DEVICE = 0xFF;
-constexpr macro_word MOST_BYTES = 4096;
-constexpr macro_word REGISTER_ACCESS = 2;
-constexpr macro_word COMMAND_WORD = 3;
 
 struct I2cOptions {
   DirectOptions direct;
@@ -30,7 +26,7 @@ struct I2cTransfer {
   scdb::Direction direction{};
   macro_word port = MACRO_ALL;
   macro_word device = 0;
-  macro_word mode = REGISTER_ACCESS;
+  macro_word mode = scdb::I2C_REGISTER;
   macro_word bytes = BYTES_OF_A_WORD;
   std::vector<macro_word> words;
 };
@@ -38,20 +34,20 @@ struct I2cTransfer {
 I2cTransfer transfer(const I2cOptions &options, scdb::Direction direction) {
   I2cTransfer transfer;
   transfer.direction = direction;
-  transfer.device = parse_in_range(options.device, "DEVICE", 0, LAST_DEVICE);
+  transfer.device = parse_in_range(options.device, "DEVICE", 0, scdb::LAST_CODE);
   transfer.words = parse_words(options.words, "WORD");
   if (options.port != "all")
     transfer.port = parse_word(options.port, "--port");
-  transfer.mode = parse_in_range(options.mode, "--mode", REGISTER_ACCESS, COMMAND_WORD);
+  transfer.mode = parse_in_range(options.mode, "--mode", scdb::I2C_REGISTER, scdb::I2C_COMMAND);
 
   const bool writes = direction == scdb::Direction::write;
   const auto given = static_cast<macro_word>(transfer.words.size()) * BYTES_OF_A_WORD;
-  if (given > MOST_BYTES)
-    throw InputError(fmt::format("{} bytes are given; a transfer has 1 to {}", given, MOST_BYTES));
+  if (given > scdb::I2C_MOST_BYTES)
+    throw InputError(fmt::format("{} bytes are given; a transfer has 1 to {}", given, scdb::I2C_MOST_BYTES));
   if (writes)
     transfer.bytes = given;
   if (!options.length.empty())
-    transfer.bytes = parse_in_range(options.length, "--length", 1, writes ? given : MOST_BYTES);
+    transfer.bytes = parse_in_range(options.length, "--length", 1, writes ? given : scdb::I2C_MOST_BYTES);
   transfer.words.resize((transfer.bytes + BYTES_OF_A_WORD - 1) / BYTES_OF_A_WORD);
   return transfer;
 }

@@ -5,14 +5,13 @@
 #include "engine/text/words.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/direct.hpp"
+#include "scdb/access.hpp"
 #include "scdb/machine.hpp"
 
 namespace host {
 namespace {
 
 using scdb::JtagAccess;
-
-constexpr macro_word LAST_CODE = 0xFF;
 
 struct JtagOptions {
   DirectOptions direct;
@@ -36,7 +35,7 @@ Answer access(ChipCall &call, JtagAccess kind, macro_word code, macro_word word)
 }
 
 ExitStatus jtag(const JtagOptions &options, std::string_view name, JtagAccess kind) {
-  const macro_word code = parse_in_range(options.code, "CODE", 0, LAST_CODE);
+  const macro_word code = parse_in_range(options.code, "CODE", 0, scdb::LAST_CODE);
   const macro_word word = kind == JtagAccess::write ? parse_word(options.word, "WORD") : 0;
   std::string title = fmt::format("jtag {} 0x{:02X}", name, code);
   if (kind == JtagAccess::write)

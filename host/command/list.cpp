@@ -9,6 +9,7 @@
 #include "engine/catalogue/catalogue.hpp"
 #include "engine/report/run_report.hpp"
 #include "engine/run/library.hpp"
+#include "engine/unit/chips.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/output.hpp"
 
@@ -65,8 +66,7 @@ std::vector<scdb::ChipKind> wanted_kinds(const std::vector<std::string> &names) 
   for (const std::string &name : names) {
     const std::optional<scdb::ChipKind> kind = scdb::kind_named(name);
     if (!kind)
-      throw InputError(
-          fmt::format("--unit-kind: '{}' is no kind of unit; the kinds are cpu, mac, sc, xb, ioc, sp", name));
+      throw InputError(fmt::format("--unit-kind: '{}' is no kind of unit; the kinds are {}", name, kinds_of_units()));
     kinds.push_back(*kind);
   }
   return kinds;
@@ -132,7 +132,7 @@ void add_list(Command &program, Action &action) {
                "Show only macros with this in their name, number or title; with * and ? those it fits as a whole");
   command
       ->add("--unit-kind", options->kinds, Takes::kind_of_chip,
-            "Show only macros of these kinds: cpu, mac, sc, xb, ioc, sp")
+            fmt::format("Show only macros of these kinds: {}", kinds_of_units()))
       ->delimiter(',');
   add_catalogue_option(*command, options->common);
   add_common_options(*command, options->common);

@@ -6,12 +6,11 @@
 #include "engine/text/words.hpp"
 #include "host/command/commands.hpp"
 #include "host/command/direct.hpp"
+#include "scdb/access.hpp"
 #include "scdb/machine.hpp"
 
 namespace host {
 namespace {
-
-constexpr macro_word MOST_REGISTERS = 1024;
 
 struct MbcOptions {
   DirectOptions direct;
@@ -33,7 +32,7 @@ struct MbcTransfer {
 
 macro_word register_bytes(const MbcOptions &options) {
   const macro_word bytes = parse_word(options.length, "--length");
-  if (bytes != 1 && bytes != 2 && bytes != 4)
+  if (!scdb::is_mbc_length(bytes))
     throw InputError(fmt::format("--length: {} is no length of a register; give 1, 2 or 4 bytes", options.length));
   return bytes;
 }
@@ -45,14 +44,15 @@ MbcTransfer transfer(const MbcOptions &options, scdb::Direction direction) {
   transfer.address = parse_word(options.address, "ADDRESS");
   transfer.bytes = register_bytes(options);
   if (direction == scdb::Direction::read) {
-    transfer.words.resize(parse_in_range(options.count, "--count", 1, MOST_REGISTERS));
+    transfer.words.resize(parse_in_range(options.count, "--count", 1, scdb::MBC_MOST_REGISTERS));
     return transfer;
   }
   const macro_word most = MACRO_ALL >> (32 - 8 * transfer.bytes);
   for (const std::string &word : options.words)
     transfer.words.push_back(parse_in_range(word, "WORD", 0, most));
-  if (transfer.words.size() > MOST_REGISTERS)
-    throw InputError(fmt::format("{} words are given; a transfer has 1 to {}", transfer.words.size(), MOST_REGISTERS));
+  if (transfer.words.size() > scdb::MBC_MOST_REGISTERS)
+    throw InputError(
+        fmt::format("{} words are given; a transfer has 1 to {}", transfer.words.size(), scdb::MBC_MOST_REGISTERS));
   return transfer;
 }
 

@@ -11,17 +11,12 @@
 #include "host/command/commands.hpp"
 #include "host/command/direct.hpp"
 #include "host/command/output.hpp"
+#include "scdb/access.hpp"
 #include "scdb/record.hpp"
 #include "scdb/session.hpp"
 
 namespace host {
 namespace {
-
-constexpr macro_word LAST_RING = 0xFF;
-
-// Scan modes.
-constexpr macro_word RING_TO_BUFFER = 0;
-constexpr macro_word BUFFER_TO_RING = 1;
 
 /// The most ring bit addresses that a primitive can need, one for each bit of the mask.
 using Addresses = std::array<macro_word, 32>;
@@ -79,7 +74,7 @@ void check_place(const RingShape &shape, const RingPlace &place) {
 }
 
 Answer show(ChipCall &call, macro_word ring) {
-  if (!scan(call, RING_TO_BUFFER, ring))
+  if (!scan(call, scdb::SCAN_READ, ring))
     return {};
   return {{_SCANBUFFER, _SCANBUFFER + words_of(shape_of(call.chip, ring))}, {}, {}};
 }
@@ -88,7 +83,7 @@ Answer get(ChipCall &call, macro_word ring, const std::vector<RingPlace> &places
   for (const RingPlace &place : places)
     check_place(shape_of(call.chip, ring), place);
   Answer answer;
-  if (!scan(call, RING_TO_BUFFER, ring))
+  if (!scan(call, scdb::SCAN_READ, ring))
     return answer;
   for (const RingPlace &place : places) {
     answer.words.push_back(extract(call, place, EachAddress{}));
@@ -99,16 +94,16 @@ Answer get(ChipCall &call, macro_word ring, const std::vector<RingPlace> &places
 
 Answer set(ChipCall &call, macro_word ring, const RingPlace &place, macro_word word) {
   check_place(shape_of(call.chip, ring), place);
-  if (!scan(call, RING_TO_BUFFER, ring))
+  if (!scan(call, scdb::SCAN_READ, ring))
     return {};
   insert(call, place, word, EachAddress{});
-  if (!succeeded() || !scan(call, BUFFER_TO_RING, ring))
+  if (!succeeded() || !scan(call, scdb::SCAN_WRITE, ring))
     return {};
   return {{}, {}, "written"};
 }
 
 Answer save(ChipCall &call, macro_word ring, const std::string &path) {
-  if (!scan(call, RING_TO_BUFFER, ring))
+  if (!scan(call, scdb::SCAN_READ, ring))
     return {};
   const RingShape shape = shape_of(call.chip, ring);
   write_ring_file(path, shape, {_SCANBUFFER, words_of(shape)});
@@ -119,13 +114,13 @@ Answer restore(ChipCall &call, macro_word ring, const std::string &path) {
   const RingShape shape = shape_of(call.chip, ring);
   if (can_be_scanned(shape))
     std::ranges::copy(read_ring_file(path, shape), _SCANBUFFER);
-  if (!scan(call, BUFFER_TO_RING, ring))
+  if (!scan(call, scdb::SCAN_WRITE, ring))
     return {};
   return {{}, {}, fmt::format("{} restored from '{}'", describe(shape), path)};
 }
 
 macro_word ring_of(const RingOptions &options) {
-  return parse_in_range(options.ring, "RING", 0, LAST_RING);
+  return parse_in_range(options.ring, "RING", 0, scdb::LAST_CODE);
 }
 
 /// One thing that can be done to a ring.

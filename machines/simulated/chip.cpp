@@ -26,10 +26,6 @@ const Blueprint &blueprint(scdb::ChipKind kind) {
   }
 }
 
-std::string name_of(scdb::Chip chip) {
-  return fmt::format("{}:{}.{}", scdb::info(chip.kind).name, chip.board, chip.number);
-}
-
 ChipModel::ChipModel(const ChipSetup &setup) : where_{setup.chip}, state_{setup.seed} {
   for (const auto &[code, bits] : setup.rings)
     rings_[code] = state_.add(ring_layout(code, bits));

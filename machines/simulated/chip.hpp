@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "machines/simulated/state.hpp"
+#include "machines/simulated/chip_state.hpp"
 
 /// The frame of the simulated chips.  A kind of chip is one source file: a class derived from ChipModel that declares
 /// its registers, rings and memories in its constructor and overrides the hooks behind which its logic stands, and a
@@ -50,7 +50,7 @@ struct RingRange {
 };
 
 /// A number in the description that a kind of chip takes.
-struct Parameter {
+struct ChipParameter {
   std::string_view name;
   std::int64_t least;
   std::int64_t most;
@@ -160,7 +160,7 @@ class ChipModel {
 struct Blueprint {
   std::unique_ptr<ChipModel> (*build)(const ChipSetup &setup);
   std::span<const RingRange> rings = {};
-  std::span<const Parameter> parameters = {};
+  std::span<const ChipParameter> parameters = {};
   std::span<const macro_word> nested = {};  ///< numbers of the macros that chips of this kind offer
   /// Called before the chips that such a macro is meant for: sets result words to what they are without any chip, and
   /// says whether there may be none.
@@ -175,8 +175,5 @@ extern const Blueprint IO_CONTROLLER;
 extern const Blueprint SERVICE_PROCESSOR;
 
 [[nodiscard]] const Blueprint &blueprint(scdb::ChipKind kind);
-
-/// "cpu:0.1"
-[[nodiscard]] std::string name_of(scdb::Chip chip);
 
 }  // namespace simulated

@@ -51,7 +51,7 @@ constexpr unsigned bits_of(const Strands &strands) {
 }
 
 /// A latch and what it must hold.
-struct Condition {
+struct Requirement {
   unsigned position = 0;
   bool value = false;
 };
@@ -74,7 +74,7 @@ struct Row {
   unsigned write_enable = 0;
   unsigned hold = 0;  ///< while it is set, the array stands still
   Strands address{};
-  std::optional<Condition> half{};  ///< what it takes besides to write this half of an array
+  std::optional<Requirement> half{};  ///< what it takes besides to write this half of an array
   std::optional<KeyLatches> key{};
 
   // In the data rings: the entry, data bits first.
@@ -282,7 +282,7 @@ inline constexpr Row CORE_SET[] = {
      .write_enable = 1300,
      .hold = 1301,
      .address = {{turns(1310, 9)}},
-     .half = Condition{1302, false},
+     .half = Requirement{1302, false},
      .in = narrow(2600),
      .out = narrow(3600),
      .operand = 23},
@@ -295,7 +295,7 @@ inline constexpr Row CORE_SET[] = {
      .write_enable = 1300,
      .hold = 1301,
      .address = {{turns(1310, 9)}},
-     .half = Condition{1302, true},
+     .half = Requirement{1302, true},
      .in = narrow(2600),
      .out = narrow(3700),
      .operand = 23},
@@ -308,7 +308,7 @@ inline constexpr Row CORE_SET[] = {
      .write_enable = 1400,
      .hold = 1401,
      .address = {{turns(1403, 2), turns(1410, 9)}},
-     .half = Condition{1402, false},
+     .half = Requirement{1402, false},
      .in = narrow(2800),
      .out = narrow(3800),
      .operand = 23,
@@ -322,7 +322,7 @@ inline constexpr Row CORE_SET[] = {
      .write_enable = 1400,
      .hold = 1401,
      .address = {{turns(1403, 2), turns(1410, 9)}},
-     .half = Condition{1402, true},
+     .half = Requirement{1402, true},
      .in = narrow(2800),
      .out = narrow(3900),
      .operand = 23,

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "machines/simulated/state.hpp"
+#include "machines/simulated/chip_state.hpp"
 
 /// The CPU chip's memory arrays behind the scan rings: caches, line RAMs and the translation RAM.
 /// docs/cpu-arrays.md describes them.

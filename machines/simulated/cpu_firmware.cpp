@@ -62,7 +62,7 @@ class Firmware {
 
   bool soft_start() { return has(call_.para) && write(SOFT_START.write, call_.para[0]); }
 
-  /// Parameter bits 0 and 1: domains A and B.
+  /// Parameter bits 31 and 30: domains A and B.
   bool select_domains() {
     if (!has(call_.para))
       return false;
@@ -79,7 +79,7 @@ class Firmware {
 
   bool synthesis() { return has(call_.data) && store(SYNTHESIS_RING, {call_.data, SYNTHESIS_WORDS}); }
 
-  /// Parameter word 0, bits 0 to 2: which of the clock controls are written; word 1, bit 0: the first one with both
+  /// Parameter word 0, bits 31 to 29: which of the clock controls are written; word 1, bit 31: the first one with both
   /// domains running and all gates open.
   bool clock_control() {
     if (!has(call_.para) || !has(call_.data))
@@ -128,7 +128,7 @@ class Firmware {
   bool errors_2() { return set_up({ERROR_STATUS_2.write}); }
   bool core_mode() { return set_up({CORE_MODE.write}); }
 
-  /// Unless the parameter's bit 0 says to leave the core standing.
+  /// Unless the parameter's bit 31 says to leave the core standing.
   bool core_go() { return has(call_.para) && ((call_.para[0] & 0x80000000) != 0 || write(CORE_GO.write, 0)); }
   bool end_debug() { return write(DEBUG_CONTROL.write, 0) && core_go(); }
 

@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "machines/simulated/description_reader.hpp"
-#include "machines/simulated/embedded.hpp"
+#include "machines/simulated/embedded_machines.hpp"
 
 namespace simulated {
 namespace {
@@ -23,7 +23,7 @@ constexpr std::size_t LARGEST = std::size_t{16} << 20;
 
 Description read_at_depth(std::string_view text, const std::string &origin, unsigned depth) {
   Description description;
-  Reader{origin, description, depth}.read(text);
+  DescriptionReader{origin, description, depth}.read(text);
   return description;
 }
 
@@ -59,7 +59,7 @@ Source find_source(const std::string &name, const std::filesystem::path &folder)
   const std::filesystem::path path = folder / name;
   if (name.find_first_of("/.") == std::string::npos) {
     std::vector<std::string_view> names;
-    for (const Embedded &file : embedded_files()) {
+    for (const toml_file::Embedded &file : embedded_machines()) {
       if (file.name == name)
         return {std::string{file.text}, fmt::format("{}{}", BUILT_IN, name)};
       names.push_back(file.name);
@@ -74,13 +74,12 @@ Source find_source(const std::string &name, const std::filesystem::path &folder)
 
 }  // namespace
 
-void Reader::read(std::string_view text) {
-  toml::table root;
-  try {
-    root = toml::parse(text, std::string_view{origin_});
-  } catch (const toml::parse_error &error) {
-    throw MachineError(fmt::format("{}: {}", where(error.source().begin), error.description()));
-  }
+std::exception_ptr DescriptionReader::error(const std::string &message) const {
+  return std::make_exception_ptr(MachineError(message));
+}
+
+void DescriptionReader::read(std::string_view source) {
+  const toml::table root = parse(source);
   std::vector<std::string_view> accepted{"base",  "name",  "broadcast", "seed", "boards",
                                          "chips", "board", "chip",      "fault"};
   for (const Kind &kind : CHIP_KINDS)
@@ -91,14 +90,11 @@ void Reader::read(std::string_view text) {
   if (const toml::node *node = root.get("base"))
     read_base(*node);
   if (const toml::node *node = root.get("name"))
-    into_.name = this->text(*node, "name");
+    into_.name = text(*node, "name");
   if (const toml::node *node = root.get("seed"))
     into_.seed = word(*node, "seed");
-  if (const toml::node *node = root.get("broadcast")) {
-    if (!node->is_boolean())
-      fail(*node, "broadcast must be true or false");
-    into_.broadcast = node->as_boolean()->get();
-  }
+  if (const toml::node *node = root.get("broadcast"))
+    into_.broadcast = boolean(*node, "broadcast");
   if (const toml::node *node = root.get("boards"))
     read_boards(*node);
   if (const toml::node *node = root.get("chips"))
@@ -114,21 +110,21 @@ void Reader::read(std::string_view text) {
     each_table(*node, "fault", [this](const toml::table &fault) { read_fault(fault); });
 
   if (into_.name.empty())
-    throw MachineError(fmt::format("{}: the machine has no name: write name = \"...\"", where({1, 1})));
+    fail({1, 1}, "the machine has no name: write name = \"...\"");
   bool any = false;
   for (unsigned board = 0; board < scdb::BOARDS; ++board)
     for (const Kind &kind : CHIP_KINDS)
       any |= into_.chips_on(board, kind.kind) != 0;
   if (!any)
-    throw MachineError(fmt::format("{}: the machine has no chip: write boards = 2 and a table [chips]", where({1, 1})));
+    fail({1, 1}, "the machine has no chip: write boards = 2 and a table [chips]");
 }
 
-void Reader::read_base(const toml::node &node) {
+void DescriptionReader::read_base(const toml::node &node) {
   const std::string &name = text(node, "base");
   if (depth_ == MOST_BASES)
     fail(node, fmt::format("more than {} descriptions rest on one another; is one of them its own base?", MOST_BASES));
   const std::filesystem::path folder =
-      origin_.starts_with(BUILT_IN) ? std::filesystem::path{} : std::filesystem::path{origin_}.parent_path();
+      origin().starts_with(BUILT_IN) ? std::filesystem::path{} : std::filesystem::path{origin()}.parent_path();
   Source base;
   try {
     base = find_source(name, folder);
@@ -138,7 +134,7 @@ void Reader::read_base(const toml::node &node) {
   into_ = read_at_depth(base.text, base.origin, depth_ + 1);
 }
 
-void Reader::read_boards(const toml::node &node) {
+void DescriptionReader::read_boards(const toml::node &node) {
   into_.boards.reset();
   if (!node.is_array()) {
     const std::int64_t count = integer(node, "boards, when it is no list of board numbers,", 1, scdb::BOARDS);
@@ -150,7 +146,7 @@ void Reader::read_boards(const toml::node &node) {
     into_.boards.set(static_cast<std::size_t>(integer(element, "a board's number", 0, scdb::BOARDS - 1)));
 }
 
-void Reader::read_chips(const toml::table &table, Description::PerKind &chips) const {
+void DescriptionReader::read_chips(const toml::table &table, Description::PerKind &chips) const {
   for (const Kind &kind : CHIP_KINDS)
     if (const toml::node *node = table.get(kind.name))
       chips[static_cast<std::size_t>(kind.kind)] =
@@ -164,7 +160,7 @@ void Reader::read_chips(const toml::table &table, Description::PerKind &chips) c
   check_keys(table, accepted);
 }
 
-void Reader::read_board(const toml::table &table) {
+void DescriptionReader::read_board(const toml::table &table) {
   const toml::node *node = table.get("number");
   if (node == nullptr)
     fail(table, "which board? write number = 0 to 15");
@@ -174,7 +170,7 @@ void Reader::read_board(const toml::table &table) {
   read_chips(table, into_.board_chips[number]);
 }
 
-void Reader::read_kind(const Kind &kind, const toml::table &table) {
+void DescriptionReader::read_kind(const Kind &kind, const toml::table &table) {
   for (const auto &[key, node] : table) {
     if (key.str() == "rings")
       read_rings(kind, this->table(node, "rings"));
@@ -183,20 +179,19 @@ void Reader::read_kind(const Kind &kind, const toml::table &table) {
   }
 }
 
-void Reader::read_rings(const Kind &kind, const toml::table &table) {
+void DescriptionReader::read_rings(const Kind &kind, const toml::table &table) {
   for (const auto &[key, node] : table) {
     const std::optional<macro_word> code = number_in(key.str());
     if (!code || *code > 0xFF)
-      throw MachineError(fmt::format("{}: unknown key '{}'; accepted here: ring codes from 0 to 0xFF",
-                                     where(key.source().begin), key.str()));
+      fail(key.source().begin, fmt::format("unknown key '{}'; accepted here: ring codes from 0 to 0xFF", key.str()));
     into_.rings[static_cast<std::size_t>(kind.kind)][*code] =
         static_cast<std::size_t>(integer(node, "a ring's length in bits", 0, static_cast<std::int64_t>(LONGEST_RING)));
   }
 }
 
-void Reader::read_setting(const Selector &chips, std::string_view name, const toml::node &node) {
-  const std::span<const Parameter> parameters = blueprint(chips.kind).parameters;
-  const auto at = std::ranges::find(parameters, name, &Parameter::name);
+void DescriptionReader::read_setting(const Selector &chips, std::string_view name, const toml::node &node) {
+  const std::span<const ChipParameter> parameters = blueprint(chips.kind).parameters;
+  const auto at = std::ranges::find(parameters, name, &ChipParameter::name);
   if (name == "seed") {
     into_.settings.push_back({chips, "seed", word(node, "seed")});
   } else if (at != parameters.end()) {
@@ -205,14 +200,14 @@ void Reader::read_setting(const Selector &chips, std::string_view name, const to
     std::vector<std::string_view> accepted{"seed"};
     if (!chips.board && !chips.number)
       accepted.emplace_back("rings");
-    for (const Parameter &parameter : parameters)
+    for (const ChipParameter &parameter : parameters)
       accepted.emplace_back(parameter.name);
     fail(node, fmt::format("unknown key '{}' of {} chips; accepted here: {}", name, scdb::info(chips.kind).name,
                            fmt::join(accepted, ", ")));
   }
 }
 
-void Reader::read_chip(const toml::table &table) {
+void DescriptionReader::read_chip(const toml::table &table) {
   const toml::node *chip = table.get("chip");
   if (chip == nullptr)
     fail(table, "which chip? write chip = \"KIND:BOARD.CHIP\"");

@@ -44,12 +44,14 @@ struct FaultLine {
   Said chip;   ///< as it was written
   Said place;  ///< as it was written
   PlaceKind where = PlaceKind::chip;
-  macro_word code = 0;  ///< of the place, where it has one
-  Said bits;            ///< the key that names bits; empty text where there is none
+  macro_word code = 0;    ///< of the place, where it has one
+  bool in_order = false;  ///< whether its bits have positions, as those of a ring and of an array's entry; else they
+                          ///< are bits of words
+  Said bits;              ///< the key that names bits; empty text where there is none
   std::optional<std::uint32_t> entry;
   Said entry_key;
   std::vector<std::uint32_t> positions;  ///< bits, counted from the most significant of the place's first word
-  Fault fault;                           ///< its kind and schedule
+  ChipFault fault;                       ///< its kind and schedule
 };
 
 struct Description {

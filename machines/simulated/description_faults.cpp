@@ -1,6 +1,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <map>
 
 #include "machines/simulated/description_reader.hpp"
 
@@ -32,17 +33,42 @@ struct PlaceKindRow {
   PlaceKind kind;
   std::string_view form;  ///< how such a place is written
   macro_word most;        ///< the greatest number after the word
+  bool in_order;          ///< whether its bits have positions, from its first bit on
 };
 constexpr PlaceKindRow PLACE_KINDS[] = {
-    {"chip", PlaceKind::chip, "chip", 0},
-    {"jtag", PlaceKind::jtag, "jtag CODE", 0xFF},
-    {"ring", PlaceKind::ring, "ring CODE", 0xFF},
-    {"i2c", PlaceKind::i2c, "i2c DEVICE", 0xFF},
-    {"mbc", PlaceKind::mbc, "mbc ADDRESS", MACRO_ALL},
-    {"register", PlaceKind::cells, "register NAME", 0},
-    {"array", PlaceKind::cells, "array NAME", 0},
-    {"nested", PlaceKind::nested, "nested NUMBER", MACRO_ALL},
+    {"chip", PlaceKind::chip, "chip", 0, false},
+    {"jtag", PlaceKind::jtag, "jtag CODE", 0xFF, false},
+    {"ring", PlaceKind::ring, "ring CODE", 0xFF, true},
+    {"i2c", PlaceKind::i2c, "i2c DEVICE", 0xFF, false},
+    {"mbc", PlaceKind::mbc, "mbc ADDRESS", MACRO_ALL, false},
+    {"register", PlaceKind::cells, "register NAME", 0, false},
+    {"array", PlaceKind::cells, "array NAME", 0, true},
+    {"nested", PlaceKind::nested, "nested NUMBER", MACRO_ALL, false},
 };
+
+/// "7" or "3-9": a bit of a word, or a run of them; nothing where the text names none.
+std::optional<macro_word> mask_of(std::string_view range) {
+  const std::size_t dash = range.find('-');
+  const std::optional<macro_word> first = number_in(range.substr(0, dash));
+  const std::optional<macro_word> last = dash == std::string_view::npos ? first : number_in(range.substr(dash + 1));
+  if (!first || !last || *first > *last || *last > 31)
+    return std::nullopt;
+  return MACRO_ALL >> (31 - *last) & MACRO_ALL << *first;
+}
+
+/// How positions are named as bits of words.
+std::string bits_of_words(const std::vector<std::uint32_t> &positions) {
+  std::map<std::uint32_t, std::string> words;
+  for (const std::uint32_t position : positions) {
+    std::string &bits = words[position / 32];
+    bits += fmt::format("{}{}", bits.empty() ? "" : ",", 31 - position % 32);
+  }
+  std::string all;
+  for (const auto &[word, bits] : words)
+    all += fmt::format("{}{}bits = \"{}\"", all.empty() ? "" : ", and in a fault of its own ",
+                       word == 0 ? "" : fmt::format("word = {} and ", word), bits);
+  return all;
+}
 
 }  // namespace
 
@@ -57,7 +83,7 @@ std::optional<macro_word> number_in(std::string_view text) {
   return number;
 }
 
-Selector Reader::selector(const toml::node &node) const {
+Selector DescriptionReader::selector(const toml::node &node) const {
   const std::string &said = text(node, "chip");
   const std::string_view whole = said;
   const std::size_t colon = whole.find(':');
@@ -84,8 +110,8 @@ Selector Reader::selector(const toml::node &node) const {
   return result;
 }
 
-void Reader::read_fault(const toml::table &table) {
-  static constexpr std::string_view KEYS[] = {"chip",  "place", "kind",  "bit",         "bits",
+void DescriptionReader::read_fault(const toml::table &table) {
+  static constexpr std::string_view KEYS[] = {"chip",  "place", "kind",  "bit",         "bits", "word",
                                               "entry", "after", "times", "probability", "seed"};
   check_keys(table, KEYS);
   for (const std::string_view key : {"chip", "place", "kind"})
@@ -125,7 +151,7 @@ void Reader::read_fault(const toml::table &table) {
 }
 
 /// Which bits of its place a fault concerns.
-void Reader::read_bits(const toml::table &table, bool needs_bits, FaultLine &line) const {
+void DescriptionReader::read_bits(const toml::table &table, bool needs_bits, FaultLine &line) const {
   const toml::node &kind = *table.get("kind");
   const std::string &name = text(kind, "kind");
   for (const std::string_view key : {"bit", "bits"})
@@ -135,15 +161,20 @@ void Reader::read_bits(const toml::table &table, bool needs_bits, FaultLine &lin
       if (key == "bit")
         read_positions(*node, line);
       else
-        read_mask(*node, line);
+        read_word_bits(*node, table.get("word"), line);
       line.bits = {std::string{key}, where(*node)};
     }
+  if (const toml::node *node = table.get("word"); node != nullptr && line.bits.text != "bits")
+    fail(*node, "word stands beside bits, and says in which word of the place they are");
   if (needs_bits && line.positions.empty())
-    fail(kind, fmt::format("which bits? write bit = 0, bit = [0, 1] or bits = 0x80000000 beside {}", name));
+    fail(kind,
+         fmt::format("which bits? write {} beside {}",
+                     line.in_order ? "bit = 0 or bit = [0, 1]" : "bits = \"31\", bits = \"0-7\" or bits = 0x80000000",
+                     name));
 }
 
 /// After how many accesses, how many times and how likely a fault shows.
-void Reader::read_occasions(const toml::table &table, Fault &fault) const {
+void DescriptionReader::read_occasions(const toml::table &table, ChipFault &fault) const {
   if (const toml::node *node = table.get("after"))
     fault.after = static_cast<std::uint64_t>(integer(*node, "after", 0, std::numeric_limits<std::int64_t>::max()));
   if (const toml::node *node = table.get("times"); node != nullptr && node->value<std::string_view>() != "always") {
@@ -161,7 +192,7 @@ void Reader::read_occasions(const toml::table &table, Fault &fault) const {
     fault.seed = word(*node, "seed");
 }
 
-void Reader::read_place(const toml::node &node, FaultLine &line) const {
+void DescriptionReader::read_place(const toml::node &node, FaultLine &line) const {
   line.place = {text(node, "place"), where(node)};
   const std::string_view whole = line.place.text;
   const std::size_t space = whole.find(' ');
@@ -169,6 +200,7 @@ void Reader::read_place(const toml::node &node, FaultLine &line) const {
   const std::string_view rest = space == std::string_view::npos ? std::string_view{} : whole.substr(space + 1);
   if (row != std::end(PLACE_KINDS)) {
     line.where = row->kind;
+    line.in_order = row->in_order;
     const std::optional<macro_word> number = number_in(rest);
     if (row->most != 0 && number && *number <= row->most) {
       line.code = *number;
@@ -183,29 +215,50 @@ void Reader::read_place(const toml::node &node, FaultLine &line) const {
   fail(node, fmt::format("'{}' names no place; write one of: {}", whole, fmt::join(forms, ", ")));
 }
 
-/// bit = position or a list of positions, counted from the most significant bit of the place's first word.
-void Reader::read_positions(const toml::node &node, FaultLine &line) const {
+/// bit = position or a list of positions, from the first bit of a ring or entry on.
+void DescriptionReader::read_positions(const toml::node &node, FaultLine &line) const {
   const auto position = [&](const toml::node &element) {
     line.positions.push_back(static_cast<std::uint32_t>(integer(element, "a bit's position", 0, MACRO_ALL)));
   };
   if (!node.is_array()) {
     position(node);
-    return;
+  } else {
+    for (const toml::node &element : *node.as_array())
+      position(element);
   }
-  for (const toml::node &element : *node.as_array())
-    position(element);
   if (line.positions.empty())
     fail(node, "bit must name at least one position");
+  // Descriptions once counted them from the most significant everywhere.
+  if (!line.in_order)
+    fail(node, fmt::format("the bits of a word have no positions: bit 0 is the least significant; write {}",
+                           bits_of_words(line.positions)));
 }
 
-/// bits = mask over the place's first word.
-void Reader::read_mask(const toml::node &node, FaultLine &line) const {
+/// bits = mask over a word of the place, or a text that names bits of it.
+void DescriptionReader::read_word_bits(const toml::node &node, const toml::node *word, FaultLine &line) const {
   if (line.where == PlaceKind::ring)
     fail(node, "the bits of a ring are named by their positions: write bit");
-  const auto mask = static_cast<macro_word>(integer(node, "bits", 1, MACRO_ALL));
-  for (unsigned bit = 0; bit < 32; ++bit)
-    if ((mask >> (31 - bit) & 1) != 0)
-      line.positions.push_back(bit);
+  macro_word mask = 0;
+  if (!node.is_string()) {
+    mask = static_cast<macro_word>(integer(node, "bits", 1, MACRO_ALL));
+  } else {
+    const std::string_view said = text(node, "bits");
+    for (std::size_t at = 0, comma = 0; comma != std::string_view::npos; at = comma + 1) {
+      comma = said.find(',', at);
+      const std::optional<macro_word> some = mask_of(said.substr(at, comma - at));
+      if (!some)
+        fail(node, fmt::format("'{}' names no bits of a word; write numbers from 0, the least significant, to 31, such "
+                               "as \"7\", \"0-7\" or \"0,16-25\"",
+                               said));
+      mask |= *some;
+    }
+  }
+  const macro_word number = word == nullptr ? 0 : this->word(*word, "word");
+  if (number > std::numeric_limits<std::uint32_t>::max() / 32 - 1)
+    fail(*word, "there is no such word");
+  for (unsigned bit = 32; bit-- > 0;)
+    if ((mask >> bit & 1) != 0)
+      line.positions.push_back(number * 32 + 31 - bit);
 }
 
 }  // namespace simulated

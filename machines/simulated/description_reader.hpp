@@ -6,57 +6,31 @@
 #include <string_view>
 
 #include <fmt/format.h>
-#include <toml.hpp>
 
 #include "machines/simulated/chip.hpp"
 #include "machines/simulated/description.hpp"
+#include "toml/reader.hpp"
 
 namespace simulated {
 
 /// A whole decimal or, after 0x, hexadecimal number.
 [[nodiscard]] std::optional<macro_word> number_in(std::string_view text);
 
-/// Takes a description's text apart.  Every complaint names the place, what is wrong there and what would be right.
-class Reader {
+/// Takes a description's text apart.  Every complaint is a MachineError.
+class DescriptionReader final : toml_file::Reader {
  public:
-  Reader(const std::string &origin, Description &into, unsigned depth) : origin_{origin}, into_{into}, depth_{depth} {}
+  DescriptionReader(const std::string &origin, Description &into, unsigned depth)
+      : Reader{origin}, into_{into}, depth_{depth} {}
 
-  void read(std::string_view text);
+  void read(std::string_view source);
 
  private:
   using Kind = scdb::ChipKindInfo;
 
-  [[nodiscard]] std::string where(const toml::source_position &at) const {
-    return fmt::format("{}:{}:{}", origin_, at.line, at.column);
-  }
-  [[nodiscard]] std::string where(const toml::node &node) const { return where(node.source().begin); }
-  [[noreturn]] void fail(const toml::node &node, const std::string &message) const {
-    throw scdb::MachineError(fmt::format("{}: {}", where(node), message));
-  }
+  [[nodiscard]] std::exception_ptr error(const std::string &message) const override;
 
-  /// Refuses keys that are not in the list.
-  void check_keys(const toml::table &table, std::span<const std::string_view> accepted) const {
-    for (const auto &[key, node] : table)
-      if (std::ranges::find(accepted, key.str()) == accepted.end())
-        throw scdb::MachineError(fmt::format("{}: unknown key '{}'; accepted here: {}", where(key.source().begin),
-                                             key.str(), fmt::join(accepted, ", ")));
-  }
-
-  [[nodiscard]] std::int64_t integer(const toml::node &node, std::string_view what, std::int64_t least,
-                                     std::int64_t most) const {
-    const toml::value<std::int64_t> *value = node.as_integer();
-    if (value == nullptr || value->get() < least || value->get() > most)
-      fail(node, fmt::format("{} must be a whole number from {} to {}", what, least, most));
-    return value->get();
-  }
   [[nodiscard]] macro_word word(const toml::node &node, std::string_view what) const {
     return static_cast<macro_word>(integer(node, what, 0, MACRO_ALL));
-  }
-  [[nodiscard]] const std::string &text(const toml::node &node, std::string_view what) const {
-    const toml::value<std::string> *value = node.as_string();
-    if (value == nullptr || value->get().empty())
-      fail(node, fmt::format("{} must be a text in quotation marks", what));
-    return value->get();
   }
   [[nodiscard]] const toml::table &table(const toml::node &node, std::string_view what) const {
     if (!node.is_table())
@@ -83,12 +57,11 @@ class Reader {
   void read_fault(const toml::table &table);
   [[nodiscard]] Selector selector(const toml::node &node) const;
   void read_bits(const toml::table &table, bool needs_bits, FaultLine &line) const;
-  void read_occasions(const toml::table &table, Fault &fault) const;
+  void read_occasions(const toml::table &table, ChipFault &fault) const;
   void read_place(const toml::node &node, FaultLine &line) const;
   void read_positions(const toml::node &node, FaultLine &line) const;
-  void read_mask(const toml::node &node, FaultLine &line) const;
+  void read_word_bits(const toml::node &node, const toml::node *word, FaultLine &line) const;
 
-  const std::string &origin_;
   Description &into_;
   unsigned depth_;
 };

@@ -1,10 +1,10 @@
 #include "machines/simulated/fault.hpp"
 
-#include "machines/simulated/state.hpp"
+#include "machines/simulated/chip_state.hpp"
 
 namespace simulated {
 
-macro_word Fault::distorted(std::size_t word, macro_word value) const {
+macro_word ChipFault::distorted(std::size_t word, macro_word value) const {
   for (const WordBits &row : bits) {
     if (row.word != word)
       continue;
@@ -25,7 +25,7 @@ macro_word Fault::distorted(std::size_t word, macro_word value) const {
   return value;
 }
 
-bool Fault::hits(std::uint64_t access) const {
+bool ChipFault::hits(std::uint64_t access) const {
   if (access < after || access - after >= times)
     return false;
   const macro_word draw = mix(mix(seed, static_cast<macro_word>(access)), static_cast<macro_word>(access >> 32));

@@ -55,7 +55,7 @@ struct WordBits {
 };
 
 /// A fault of one chip.  It counts the accesses to its place and strikes those that its schedule names.
-class Fault {
+class ChipFault {
  public:
   static constexpr std::uint64_t ALWAYS = std::numeric_limits<std::uint64_t>::max();
   /// Chances in 2^32.

@@ -60,7 +60,7 @@ constexpr GroupRegisters GROUPS[] = {
 // Two DIMMs in each group, with terminations and two ranks each, and drivers that can be adjusted.
 constexpr std::int64_t ALL_FITTED = 0xE180E180;
 constexpr std::int64_t LONGEST = 1'000'000;
-constexpr Parameter PARAMETERS[] = {
+constexpr ChipParameter PARAMETERS[] = {
     {"option", 0, MACRO_ALL, 1},
     {"group1-configuration", 0, MACRO_ALL, ALL_FITTED},
     {"group1-pull-up-code", 0, 15, 9},

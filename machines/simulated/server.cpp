@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "machines/simulated/embedded.hpp"
+#include "machines/simulated/embedded_machines.hpp"
 
 namespace simulated {
 
@@ -35,7 +35,7 @@ void Server::add_chips(const Description &description) {
     for (const auto &[ring, bits] : description.rings[static_cast<std::size_t>(kind.kind)])
       common.rings[ring] = bits;
     std::erase_if(common.rings, [](const auto &row) { return row.second == 0; });
-    for (const Parameter &parameter : plan.parameters)
+    for (const ChipParameter &parameter : plan.parameters)
       common.parameters.emplace(parameter.name, parameter.usual);
 
     for (unsigned board = 0; board < scdb::BOARDS; ++board)
@@ -51,11 +51,24 @@ void Server::add_chips(const Description &description) {
           else
             setup.parameters.insert_or_assign(setting.name, setting.value);
         }
-        setup.seed = mix(setup.seed, name_of(setup.chip));
+        setup.seed = mix(setup.seed, to_string(setup.chip));
         slots_[slot(setup.chip)] = plan.build(setup);
       }
   }
 }
+
+namespace {
+
+/// Which bits a place has, as a fault of it names them.
+std::string extent(std::size_t bits, const FaultLine &line) {
+  if (line.bits.text == "bit")
+    return fmt::format("the bits 0 to {}", bits - 1);
+  if (bits < 32)
+    return fmt::format("{} bits: 31 to {}", bits, 32 - bits);
+  return bits == 32 ? "one word" : fmt::format("the words 0 to {}", (bits - 1) / 32);
+}
+
+}  // namespace
 
 void Server::add_fault(const FaultLine &line) {
   bool any = false;
@@ -64,7 +77,7 @@ void Server::add_fault(const FaultLine &line) {
       continue;
     any = true;
     State &state = model->state();
-    Fault fault = line.fault;
+    ChipFault fault = line.fault;
     if (line.where == PlaceKind::cells || line.where == PlaceKind::ring) {
       fault.cells = state.find(line.where == PlaceKind::cells ? line.place.text : fmt::format("ring {}", line.code));
       if (line.where == PlaceKind::cells && fault.cells)
@@ -74,24 +87,24 @@ void Server::add_fault(const FaultLine &line) {
     const std::size_t bits = missing_cells ? 0 : model->bits_at(line.where, fault.code);
     if (bits == 0)
       throw MachineError(
-          fmt::format("{}: {} has no place \"{}\"", line.place.where, name_of(model->where()), line.place.text));
+          fmt::format("{}: {} has no place \"{}\"", line.place.where, to_string(model->where()), line.place.text));
     if (fault.cells) {
       const Cells &cells = state.cells()[*fault.cells];
       fault.entry_words = line.where == PlaceKind::ring ? cells.size() : cells.layout().entry_words;
       const std::size_t entries = cells.layout().part.entries;
       if (line.entry && *line.entry >= entries)
         throw MachineError(fmt::format("{}: \"{}\" of {} has the entries 0 to {}", line.entry_key.where,
-                                       line.place.text, name_of(model->where()), entries - 1));
+                                       line.place.text, to_string(model->where()), entries - 1));
       if (line.entry)
         fault.entry = *line.entry;
     }
     for (const std::uint32_t position : line.positions) {
       if (position >= bits)
-        throw MachineError(fmt::format("{}: \"{}\" of {} has the bits 0 to {}", line.bits.where, line.place.text,
-                                       name_of(model->where()), bits - 1));
+        throw MachineError(fmt::format("{}: \"{}\" of {} has {}", line.bits.where, line.place.text,
+                                       to_string(model->where()), extent(bits, line)));
       fault.bits.push_back({position / 32, macro_word{0x80000000} >> (position % 32)});
     }
-    fault.seed = mix(mix(fault.seed, name_of(model->where())), static_cast<macro_word>(state.faults().size()));
+    fault.seed = mix(mix(fault.seed, to_string(model->where())), static_cast<macro_word>(state.faults().size()));
     state.add_fault(std::move(fault));
   }
   if (!any)
@@ -245,7 +258,7 @@ std::unique_ptr<Machine> open_machine(const std::string &description) {
 
 std::vector<std::string> built_in_machines() {
   std::vector<std::string> names;
-  for (const simulated::Embedded &file : simulated::embedded_files())
+  for (const toml_file::Embedded &file : simulated::embedded_machines())
     names.emplace_back(file.name);
   std::ranges::sort(names);
   return names;

@@ -30,7 +30,7 @@ constexpr Window WINDOWS[] = {
     {"0x30000", 0x30000, 0x100},
 };
 
-constexpr Parameter PARAMETERS[] = {{"banks", 1, 16, 4}};
+constexpr ChipParameter PARAMETERS[] = {{"banks", 1, 16, 4}};
 
 class ServiceProcessor final : public ChipModel {
  public:

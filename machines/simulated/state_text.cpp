@@ -120,7 +120,7 @@ class StateText {
 
   [[nodiscard]] ChipModel *find_chip(std::string_view name) const {
     for (const std::unique_ptr<ChipModel> &model : into_.slots_)
-      if (model && name_of(model->where()) == name)
+      if (model && to_string(model->where()) == name)
         return model.get();
     fail("the machine has no such chip");
   }
@@ -164,10 +164,10 @@ macro_word Server::fingerprint() const {
   for (const std::unique_ptr<ChipModel> &model : slots_) {
     if (!model)
       continue;
-    hash = mix(hash, name_of(model->where()));
+    hash = mix(hash, to_string(model->where()));
     for (const Cells &cells : model->state().cells())
       hash = mix(hash, cells.fingerprint());
-    for (const Fault &fault : model->state().faults()) {
+    for (const ChipFault &fault : model->state().faults()) {
       hash = mix(hash, static_cast<macro_word>(fault.kind));
       hash = mix(hash, static_cast<macro_word>(fault.place));
       hash = mix(hash, fault.code);
@@ -183,14 +183,14 @@ std::optional<std::string> Server::save_state() const {
     if (!model)
       continue;
     std::string changes;
-    const std::vector<Fault> &faults = model->state().faults();
+    const std::vector<ChipFault> &faults = model->state().faults();
     for (std::size_t i = 0; i < faults.size(); ++i)
       if (faults[i].accesses != 0)
         changes += fmt::format("fault {} {}\n", i, faults[i].accesses);
     for (const Cells &cells : model->state().cells())
       write_cells(changes, cells);
     if (!changes.empty())
-      text += fmt::format("chip {}\n{}", name_of(model->where()), changes);
+      text += fmt::format("chip {}\n{}", to_string(model->where()), changes);
   }
   return text + "end\n";
 }
@@ -201,7 +201,7 @@ void Server::load_state(std::string_view text) {
     if (model) {
       for (Cells &cells : model->state().cells())
         cells.reset();
-      for (Fault &fault : model->state().faults())
+      for (ChipFault &fault : model->state().faults())
         fault.accesses = 0;
     }
   StateText{text, fresh}.read();

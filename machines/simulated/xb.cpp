@@ -61,7 +61,7 @@ constexpr macro_word FROM_SCRATCH = 0x80;                     ///< word 0
 constexpr macro_word SECOND_SIDE = 0x00200000;                ///< word 1
 constexpr macro_word SIDE_OPEN[] = {0x01000000, 0x02000000};  ///< a port's word: its sides that are to be used
 
-constexpr Parameter PARAMETERS[] = {
+constexpr ChipParameter PARAMETERS[] = {
     {"link", 0, 1, 1},
     {"link-mode", 0, 3, RETRAINED},
 };

@@ -134,18 +134,10 @@ struct ArrayFrame : frame::ScanFrame {
   }
 };
 
-/// A macro that dumps (_RW = 1) or restores (_RW = 2) _PARA[1] entries; any other _RW only opens and closes the rings.
-///
-/// Member is the macro's record, a struct derived from this, with its own version of those steps that differ.  It names
-/// - FORMAT and CODE_MACRO: where the entry's check bits stand, and the test number of the macro that computes them;
-/// - LIMIT: the greatest count;
-/// - INPUT_RINGS and OUTPUT_RINGS: all rings, in the order of opening; the output rings are closed first;
-/// - DATA_IN, ADDRESS_RING, DATA_OUT: the rings of the data-in, the address and control, and the data-out latches;
-/// - PULSES: data words that pulse the array;
-/// - HOLD and WRITE_ENABLE: control latches;
-/// - ADDRESS, IN, OUT: the latches of address and data, where the member has no steps of its own for them.
+/// How an array macro runs: it dumps (_RW = 1) or restores (_RW = 2) _PARA[1] entries; any other _RW only opens and
+/// closes the rings.  What a step does is the member's to say, see ArrayMacro.
 template <class Member>
-struct ArrayMacro : ArrayFrame {
+struct ArrayRun : ArrayFrame {
   int run() {
     _COUNT1 = static_cast<int32_t>(_PARA[1]);
     _COUNT2 = static_cast<int32_t>(member().first_entry());
@@ -159,38 +151,6 @@ struct ArrayMacro : ArrayFrame {
       return frame::STOPPED;
     return ended(close_rings());
   }
-
-  // Steps.
-
-  /// The number of the first entry or line: of 1024 entries, by default.
-  [[nodiscard]] macro_word first_entry() const { return lmcr_shift(_PARA[0], 16, 22, 10); }
-  /// Readies rings for the work, whatever _RW is.
-  [[nodiscard]] bool prepare() { return true; }
-  /// Before the first entry and after the last one.
-  [[nodiscard]] bool begin() { return true; }
-  [[nodiscard]] bool finish() { return true; }
-  /// Sets the array's control latches.
-  [[nodiscard]] bool control(macro_word write_enable) const {
-    return set_control(Member::HOLD, Member::WRITE_ENABLE, write_enable);
-  }
-  /// Does a step for each entry; _COUNT2 is the entry's number and _COUNT1 counts those still to do.
-  template <class Step>
-  [[nodiscard]] bool walk(Step step) {
-    for (; _COUNT1 > 0; --_COUNT1) {
-      if (!step())
-        return false;
-      ++_COUNT2;
-    }
-    return true;
-  }
-  /// Sets the address latches.
-  [[nodiscard]] bool load_address() { return insert(Member::ADDRESS, static_cast<macro_word>(_COUNT2)); }
-  /// Readies the addressed entry for reading.
-  [[nodiscard]] bool settle() { return true; }
-  /// Takes an entry out of the data-out latches.
-  [[nodiscard]] bool take(macro_word *entry) { return take_latches(Member::OUT, 0, entry); }
-  /// Puts an entry into the data-in latches.
-  [[nodiscard]] bool put(const macro_word *entry) { return put_latches(Member::IN, entry); }
 
   [[nodiscard]] Member &member() { return static_cast<Member &>(*this); }
 
@@ -224,7 +184,7 @@ struct ArrayMacro : ArrayFrame {
            && store(Member::FORMAT, Member::CODE_MACRO, _WORKING);
   }
 
-  /// Writes the addressed entry with check bits made from its data, or with those it has when _PARA[2] bit 31 is set.
+  /// Writes the addressed entry with check bits made from its data, or with those it has when _PARA[2] bit 0 is set.
   [[nodiscard]] bool restore() {
     if (!read_ring(Member::DATA_IN))
       return false;
@@ -232,6 +192,54 @@ struct ArrayMacro : ArrayFrame {
     return (lmcr_shift(_PARA[2], 31, 31, 1) != 0 || encode(Member::FORMAT, Member::CODE_MACRO, _WRD))
            && member().put(_WRD) && write_ring(Member::DATA_IN) && pulse(0);
   }
+};
+
+/// An array macro, with the steps as most arrays take them.
+///
+/// Member is the macro's record, a struct derived from this.  It names
+/// - FORMAT and CODE_MACRO: where the entry's check bits stand, and the test number of the macro that computes them;
+/// - LIMIT: the greatest count;
+/// - INPUT_RINGS and OUTPUT_RINGS: all rings, in the order of opening; the output rings are closed first;
+/// - DATA_IN, ADDRESS_RING, DATA_OUT: the rings of the data-in, the address and control, and the data-out latches;
+/// - PULSES: data words that pulse the array;
+/// - HOLD and WRITE_ENABLE: control latches;
+/// - ADDRESS, IN, OUT: the latches of address and data, where the member has no steps of its own for them.
+///
+/// Each step it either has itself or takes from here by name, `using ArrayMacro::settle`: those here are protected, so
+/// that a step that is missing, because its name was misspelt, does not compile.  A struct between this and the members
+/// makes public only what no member of it does differently.
+template <class Member>
+struct ArrayMacro : ArrayRun<Member> {
+ protected:
+  /// The number of the first entry or line: of 1024 entries, by default.
+  [[nodiscard]] macro_word first_entry() const { return lmcr_shift(this->_PARA[0], 16, 22, 10); }
+  /// Readies rings for the work, whatever _RW is.
+  [[nodiscard]] bool prepare() { return true; }
+  /// Before the first entry and after the last one.
+  [[nodiscard]] bool begin() { return true; }
+  [[nodiscard]] bool finish() { return true; }
+  /// Sets the array's control latches.
+  [[nodiscard]] bool control(macro_word write_enable) const {
+    return this->set_control(Member::HOLD, Member::WRITE_ENABLE, write_enable);
+  }
+  /// Does a step for each entry; _COUNT2 is the entry's number and _COUNT1 counts those still to do.
+  template <class Step>
+  [[nodiscard]] bool walk(Step step) {
+    for (; this->_COUNT1 > 0; --this->_COUNT1) {
+      if (!step())
+        return false;
+      ++this->_COUNT2;
+    }
+    return true;
+  }
+  /// Sets the address latches.
+  [[nodiscard]] bool load_address() { return this->insert(Member::ADDRESS, static_cast<macro_word>(this->_COUNT2)); }
+  /// Readies the addressed entry for reading.
+  [[nodiscard]] bool settle() { return true; }
+  /// Takes an entry out of the data-out latches.
+  [[nodiscard]] bool take(macro_word *entry) { return this->take_latches(Member::OUT, 0, entry); }
+  /// Puts an entry into the data-in latches.
+  [[nodiscard]] bool put(const macro_word *entry) { return this->put_latches(Member::IN, entry); }
 };
 
 }  // namespace cpu

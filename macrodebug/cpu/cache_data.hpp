@@ -18,6 +18,9 @@ inline constexpr macro_word DATA_OUT_INVERTED = 0x40000000;
 ///   _INVFLG   MACRO_ALL where data-out is inverted, else 0.
 template <class Member>
 struct CacheData : ArrayMacro<Member> {
+  using ArrayMacro<Member>::first_entry, ArrayMacro<Member>::control, ArrayMacro<Member>::walk;
+  using ArrayMacro<Member>::load_address, ArrayMacro<Member>::settle;
+
   static constexpr CodeFormat FORMAT = FRONT_FORMAT;
   static constexpr macro_word LIMIT = 1024;
 
@@ -30,7 +33,16 @@ struct CacheData : ArrayMacro<Member> {
   }
   [[nodiscard]] bool finish() { return this->member().put_operand(this->member()._OPSR22); }
 
-  [[nodiscard]] bool take(macro_word *entry) { return this->take_latches(Member::OUT, this->member()._INVFLG, entry); }
+  [[nodiscard]] bool take_data(macro_word *entry) {
+    return this->take_latches(Member::OUT, this->member()._INVFLG, entry);
+  }
+  [[nodiscard]] bool put_data(const macro_word *entry) { return this->put_latches(Member::IN, entry); }
+};
+
+template <class Member>
+struct PlainCacheData : CacheData<Member> {
+  [[nodiscard]] bool take(macro_word *entry) { return this->take_data(entry); }
+  [[nodiscard]] bool put(const macro_word *entry) { return this->put_data(entry); }
 };
 
 /// With the operand cache's mark for bad data, _BDFLG: it lies beside the entry, and in bit 31 of its third word.
@@ -38,7 +50,7 @@ template <class Member>
 struct MarkedCacheData : CacheData<Member> {
   [[nodiscard]] bool take(macro_word *entry) {
     Member &own = this->member();
-    if (!(CacheData<Member>::take(entry) && this->extract(Member::MARK_OUT, own._BDFLG)))
+    if (!(this->take_data(entry) && this->extract(Member::MARK_OUT, own._BDFLG)))
       return false;
     own._BDFLG ^= own._INVFLG & Member::MARK_OUT.mask;
     entry[2] |= own._BDFLG;
@@ -47,7 +59,7 @@ struct MarkedCacheData : CacheData<Member> {
   [[nodiscard]] bool put(const macro_word *entry) {
     Member &own = this->member();
     own._BDFLG = lmcr_shift(entry[2], 31, 31, 1);
-    return CacheData<Member>::put(entry) && this->insert(Member::MARK_IN, own._BDFLG);
+    return this->put_data(entry) && this->insert(Member::MARK_IN, own._BDFLG);
   }
 };
 
@@ -85,6 +97,8 @@ struct FirstCacheData : Kind<Member> {
 /// The arrays of either core of the two-core chip.
 template <class Member, template <class> class Kind>
 struct CoreCacheData : Kind<Member> {
+  using ArrayMacro<Member>::prepare;
+
   static constexpr macro_word CODE_MACRO = 0xA2CA;
   static constexpr macro_word READ_OPERAND = 118;
   static constexpr macro_word WRITE_OPERAND = 86;
@@ -107,7 +121,7 @@ struct CoreCacheData : Kind<Member> {
 }
 
 template <unsigned CORE>
-struct InstructionCacheData : CoreCacheData<InstructionCacheData<CORE>, CacheData> {
+struct InstructionCacheData : CoreCacheData<InstructionCacheData<CORE>, PlainCacheData> {
   macro_word _OPSR22 = 0, _INVFLG = 0;
 
   static constexpr macro_word PULSES[] = {unit_pulse(9)};

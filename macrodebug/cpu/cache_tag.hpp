@@ -8,8 +8,9 @@ namespace cpu {
 
 template <class Member>
 struct CacheTag : ArrayMacro<Member> {
+  using ArrayMacro<Member>::control, ArrayMacro<Member>::walk, ArrayMacro<Member>::put;
+
   static constexpr CodeFormat FORMAT = SHORT_FORMAT;
-  static constexpr macro_word LIMIT = 1024;
 };
 
 /// The operand cache's tags come out of the array one access late: the first access to an address is thrown away, into
@@ -27,6 +28,9 @@ template <class Member, class Latches>
 ///   _HALFSEL   which half of a row: 0 = lower, 1 = upper.
 template <class Member>
 struct CoreCacheTag : CacheTag<Member> {
+  using ArrayMacro<Member>::first_entry, ArrayMacro<Member>::prepare;
+
+  static constexpr macro_word LIMIT = 1024;
   static constexpr macro_word CODE_MACRO = 0xA2CB;
   static constexpr macro_word READ_OPERAND = 119;
   static constexpr macro_word WRITE_OPERAND = 87;
@@ -44,7 +48,7 @@ struct CoreCacheTag : CacheTag<Member> {
   }
   [[nodiscard]] bool finish() { return this->write(WRITE_OPERAND, this->member()._OPSR23); }
 
-  [[nodiscard]] bool load_address() {
+  [[nodiscard]] bool load_row() {
     const auto number = static_cast<macro_word>(this->_COUNT2);
     Member &own = this->member();
     own._HALFSEL = lmcr_shift(number, 31, 31, 1);
@@ -63,6 +67,7 @@ struct CoreCacheTag : CacheTag<Member> {
 
 template <unsigned CORE>
 struct InstructionCacheTag : CoreCacheTag<InstructionCacheTag<CORE>> {
+  using ArrayMacro<InstructionCacheTag>::settle;
   macro_word _OPSR23 = 0, _HALFSEL = 0;
 
   static constexpr macro_word PULSES[] = {unit_pulse(11)};
@@ -75,12 +80,13 @@ struct InstructionCacheTag : CoreCacheTag<InstructionCacheTag<CORE>> {
   static constexpr auto IN = short_latches(frame::ring_bit(151, 2600)).at(OFFSET);
   static constexpr auto LOWER_OUT = short_latches(frame::ring_bit(146, 3600)).at(OFFSET);
   static constexpr auto UPPER_OUT = short_latches(frame::ring_bit(146, 3700)).at(OFFSET);
+
+  [[nodiscard]] bool load_address() { return this->load_row(); }
 };
 
-/// Four banks, chosen by bits 12 and 15 of _PARA[0].
+/// Four banks, chosen by bits 19 and 16 of _PARA[0].
 template <unsigned CORE>
 struct OperandCacheTag : CoreCacheTag<OperandCacheTag<CORE>> {
-  using Base = CoreCacheTag<OperandCacheTag<CORE>>;
   macro_word _OPSR23 = 0, _HALFSEL = 0, _DUM = 0, _ADRS12 = 0, _ADRS15 = 0;
 
   static constexpr macro_word PULSES[] = {unit_pulse(12)};
@@ -99,7 +105,7 @@ struct OperandCacheTag : CoreCacheTag<OperandCacheTag<CORE>> {
   [[nodiscard]] bool load_address() {
     _ADRS12 = lmcr_shift(this->_PARA[0], 12, 31, 1);
     _ADRS15 = lmcr_shift(this->_PARA[0], 15, 31, 1);
-    return Base::load_address() && this->insert(BANK_12, _ADRS12) && this->insert(BANK_15, _ADRS15);
+    return this->load_row() && this->insert(BANK_12, _ADRS12) && this->insert(BANK_15, _ADRS15);
   }
   [[nodiscard]] bool settle() {
     return _HALFSEL == 0 ? throw_away(*this, LOWER_OUT, _DUM) : throw_away(*this, UPPER_OUT, _DUM);

@@ -5,7 +5,7 @@ IDENTIFICATION static const char mcrid[] = "MACRO: cp_9AC1_0101 (0001)  2026.11.
 namespace {
 
 /// The instruction cache's data array.
-struct InstructionData : cpu::FirstCacheData<InstructionData, cpu::CacheData> {
+struct InstructionData : cpu::FirstCacheData<InstructionData, cpu::PlainCacheData> {
   macro_word _OPSR22 = 0, _INVFLG = 0;
   macro_word _MPARA[1] = {}, _MDATA[1] = {};
 

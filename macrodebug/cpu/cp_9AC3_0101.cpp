@@ -6,6 +6,10 @@ namespace {
 
 /// The instruction cache's tag array.
 struct InstructionTag : cpu::CacheTag<InstructionTag> {
+  using CacheTag::first_entry, CacheTag::begin, CacheTag::finish;
+  using CacheTag::load_address, CacheTag::settle, CacheTag::take;
+
+  static constexpr macro_word LIMIT = 1024;
   static constexpr macro_word CODE_MACRO = 0x9ACB;
   static constexpr macro_word DATA_OUT = 55;
   static constexpr macro_word GATE_RING = 57;

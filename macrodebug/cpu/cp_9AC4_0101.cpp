@@ -4,8 +4,10 @@ IDENTIFICATION static const char mcrid[] = "MACRO: cp_9AC4_0101 (0001)  2026.11.
 
 namespace {
 
-/// The operand cache's tag array: two banks of 2048 entries, chosen by bit 12 of _PARA[0].
+/// The operand cache's tag array: two banks of 2048 entries, chosen by bit 19 of _PARA[0].
 struct OperandTag : cpu::CacheTag<OperandTag> {
+  using CacheTag::begin, CacheTag::finish, CacheTag::take;
+
   macro_word _DUM = 0, _ADRS12 = 0;
 
   static constexpr macro_word CODE_MACRO = 0x9ACB;

@@ -6,6 +6,8 @@ namespace {
 
 /// The line RAM.  Its data-out latches hold inverted data.
 struct LineRam : cpu::LineArray<LineRam> {
+  using LineArray::control, LineArray::finish;
+
   static constexpr macro_word CODE_MACRO = 0x9ACC;
   static constexpr macro_word DATA_OUT = 55;
   static constexpr macro_word DATA_IN = 60;

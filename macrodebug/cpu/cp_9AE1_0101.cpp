@@ -14,8 +14,8 @@ struct Reload : cpu::ClockFrame {
     if (!(read(cpu::READ_CLOCK_CONTROL_1, _CKCR1) && stop_clocks(_CKCR1) && load_operands()))
       return frame::STOPPED;
 
-    // Bits 0-1, counted from the most significant, are the domains to restart, B and A: those whose run bits stood in
-    // bits 2-3 of clock control 1.
+    // Bits 31 and 30 are the domains to restart, B and A: those whose run bits stood in bits 29 and 28 of clock
+    // control 1.
     const macro_word restart = lmcr_shift(_CKCR1, 2, 0, 2) | (_PARA[0] & RESTART_OPTIONS);
     return ended(write(cpu::RESTART_CONTROL, restart) && load_start_words() && step(cpu::MACRO_PULSE, cpu::PULSE_RESET)
                  && align_clocks() && step(cpu::MACRO_PULSE, cpu::PULSE_RESTART));

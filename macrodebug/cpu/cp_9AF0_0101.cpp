@@ -12,7 +12,7 @@ struct DirectClockRatio : frame::ScanFrame {
   static constexpr macro_word PLL_RUNNING = 0x90;
 
   struct DomainRow {
-    macro_word selection;    ///< _PARA[0] bits 0-1
+    macro_word selection;    ///< _PARA[0] bits 30-31
     macro_word pll_control;  ///< the word that connects these domains
   };
   static constexpr DomainRow DOMAIN_ROWS[] = {

@@ -25,11 +25,15 @@ inline constexpr CodeFormat SHORT_FORMAT{6, 0, 0x0000FFE0, 16, 0};
 inline constexpr CodeFormat BEHIND_FORMAT{8, 2, 0, 16, 0};
 
 /// Masks over the 64 data bits, two words for each check bit.  The last four are the first four with their halves
-/// exchanged.
+/// exchanged.  engine/catalogue/decode.cpp has them too, and SHORT_MASKS, to name a wrong bit: the one checks the
+/// other.
 inline constexpr macro_word WIDE_MASKS[] = {
     0x94948848, 0x55BB7B6C, 0x49494494, 0xBB557B8C, 0x61612212, 0x55EEDE93, 0x16161161, 0xEE55DE23,
     0x55BB7B6C, 0x94948848, 0xBB557B8C, 0x49494494, 0x55EEDE93, 0x61612212, 0xEE55DE23, 0x16161161,
 };
+
+/// Masks over the 11 data bits.
+inline constexpr macro_word SHORT_MASKS[] = {0xCD000000, 0x63E00000, 0x1E600000, 0x8B800000, 0xF0C00000, 0x34200000};
 
 // A code: its format, its masks, the parity sense of each check bit, and how an entry's words are taken apart.
 
@@ -49,7 +53,7 @@ struct FrontCode {
 struct ShortCode {
   static constexpr CodeFormat FORMAT = SHORT_FORMAT;
   static constexpr macro_word DATA_WORDS = 1;
-  static constexpr macro_word _ECC[] = {0xCD000000, 0x63E00000, 0x1E600000, 0x8B800000, 0xF0C00000, 0x34200000};
+  static constexpr const auto &_ECC = SHORT_MASKS;
   static constexpr macro_word SENSES[] = {0, 1, 0, 1, 0, 1};
 
   static void take_apart(const macro_word *entry, macro_word (&read)[2]) {

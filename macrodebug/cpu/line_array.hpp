@@ -10,6 +10,8 @@ namespace cpu {
 /// counted.  Programs that read lines one by one rely on the 96 words of _DATA that this gives for every count.
 template <class Member>
 struct LineArray : ArrayMacro<Member> {
+  using ArrayMacro<Member>::begin, ArrayMacro<Member>::settle, ArrayMacro<Member>::put;
+
   static constexpr CodeFormat FORMAT = BEHIND_FORMAT;
   static constexpr macro_word LIMIT = 32;
 

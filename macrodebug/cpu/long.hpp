@@ -10,9 +10,11 @@ struct LongRings {
   macro_word data;
   macro_word control;
 
-  /// To be added to the bit addresses of port 0's data ring, of its control ring, and to its command words.
+  /// To be added to the bit addresses of port 0's data ring.
   [[nodiscard]] constexpr macro_word data_addresses() const { return address_distance(data - 48); }
+  /// To be added to the bit addresses of port 0's control ring.
   [[nodiscard]] constexpr macro_word control_addresses() const { return address_distance(control - 51); }
+  /// To be added to the command words of port 0.
   [[nodiscard]] constexpr macro_word commands() const { return port * PORT_COMMANDS; }
 };
 

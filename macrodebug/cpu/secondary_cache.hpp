@@ -8,6 +8,9 @@ namespace cpu {
 
 template <class Member>
 struct OneRingArray : ArrayMacro<Member> {
+  using ArrayMacro<Member>::begin, ArrayMacro<Member>::finish, ArrayMacro<Member>::control;
+  using ArrayMacro<Member>::walk, ArrayMacro<Member>::settle;
+
   static constexpr CodeFormat FORMAT = BEHIND_FORMAT;
   static constexpr macro_word CODE_MACRO = 0xA2CC;
   static constexpr macro_word DATA_IN = 151;
@@ -21,6 +24,8 @@ struct OneRingArray : ArrayMacro<Member> {
 /// Each half of an entry has four of the check bits beside it.
 template <unsigned CORE>
 struct TranslationRam : OneRingArray<TranslationRam<CORE>> {
+  using ArrayMacro<TranslationRam>::load_address;
+
   static constexpr macro_word LIMIT = 2048;
   static constexpr macro_word PULSES[] = {unit_pulse(14)};
   static constexpr macro_word OFFSET = core_offset(CORE);
@@ -72,6 +77,8 @@ struct TranslationRam : OneRingArray<TranslationRam<CORE>> {
 /// tell one.
 template <class Member>
 struct SecondaryCache : OneRingArray<Member> {
+  using ArrayMacro<Member>::prepare, ArrayMacro<Member>::take, ArrayMacro<Member>::put;
+
   [[nodiscard]] bool load_address() {
     constexpr macro_word SELECT_BITS = Member::SELECT_BITS;
     const auto number = static_cast<macro_word>(this->_COUNT2);
@@ -105,6 +112,7 @@ struct SecondaryCacheData : SecondaryCache<SecondaryCacheData<CORE>> {
 /// Tags: two entries in a row.
 template <unsigned CORE>
 struct SecondaryCacheTag : SecondaryCache<SecondaryCacheTag<CORE>> {
+  using ArrayMacro<SecondaryCacheTag>::first_entry;
   macro_word _DSEL = 0;
 
   static constexpr macro_word LIMIT = 1024;

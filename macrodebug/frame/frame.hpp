@@ -21,6 +21,9 @@ inline constexpr macro_word WRITE = 2;
 /// _RW of a macro that has no direction.
 inline constexpr macro_word NO_DIRECTION = MACRO_ALL;
 
+// What the primitives take.  libscdb has the same in scdb/access.hpp, of which nothing is included here: every run of a
+// macro checks the one against the other.
+
 /// Access kinds of lmcr_jtag.
 inline constexpr macro_word JTAG_READ = 0;
 inline constexpr macro_word JTAG_WRITE = 1;

@@ -19,7 +19,7 @@ void a_field_lies_in_the_scan_buffer();
 void a_field_lies_in_one_ring();
 void a_field_names_each_ring_bit_once();
 
-// The parts of an address.
+// The parts of an address, as scdb/access.hpp has them for libscdb.
 [[nodiscard]] constexpr macro_word ring_of(macro_word address) {
   return address >> 19 & 0x1FF;
 }

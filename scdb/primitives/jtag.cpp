@@ -3,8 +3,6 @@
 namespace scdb {
 namespace {
 
-constexpr macro_word LAST_CODE = 0xFF;
-
 /// One JTAG instruction on all chips that unit words and triple designate.
 Outcome access(macro_word kind, macro_word code, macro_word count, const Unit &unit, const Triple &triple,
                macro_word &word) {

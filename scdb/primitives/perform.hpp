@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "scdb/access.hpp"
 #include "scdb/context.hpp"
 #include "scdb/record.hpp"
 

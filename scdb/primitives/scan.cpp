@@ -6,14 +6,6 @@
 namespace scdb {
 namespace {
 
-// Scan modes.
-constexpr macro_word RING_TO_BUFFER = 0;
-constexpr macro_word BUFFER_TO_RING = 1;
-constexpr macro_word OPEN = 128;
-constexpr macro_word CLOSE = 129;
-
-constexpr macro_word LAST_RING = 0xFF;
-
 /// The kept contents of a ring, or where they would be.
 std::vector<KeptRing>::iterator find_kept(const OpenRing &where) {
   return std::ranges::lower_bound(context.kept, where, {}, &KeptRing::where);
@@ -63,9 +55,9 @@ Outcome close(Machine &server, const ChipList &chips, unsigned ring) {
 
 Outcome scan(macro_word mode, const Triple &triple, macro_word ring, macro_word *buffer, macro_word count,
              const Unit &unit) {
-  if (mode != RING_TO_BUFFER && mode != BUFFER_TO_RING && mode != OPEN && mode != CLOSE)
+  if (mode != SCAN_READ && mode != SCAN_WRITE && mode != SCAN_OPEN && mode != SCAN_CLOSE)
     return Outcome::failure(Reason::bad_kind);
-  if (ring > LAST_RING)
+  if (ring > LAST_CODE)
     return Outcome::failure(Reason::bad_code);
   if (count != 1)
     return Outcome::failure(Reason::bad_count);
@@ -85,11 +77,11 @@ Outcome scan(macro_word mode, const Triple &triple, macro_word ring, macro_word 
 
   const std::span<macro_word> words{buffer, words_for(bits)};
   switch (mode) {
-    case RING_TO_BUFFER:
+    case SCAN_READ:
       return server.read_ring(chips.span(), ring, words);
-    case BUFFER_TO_RING:
+    case SCAN_WRITE:
       return server.write_ring(chips.span(), ring, words);
-    case OPEN:
+    case SCAN_OPEN:
       return open(server, chips, ring, words);
     default:
       return close(server, chips, ring);

@@ -3,12 +3,6 @@
 namespace scdb {
 namespace {
 
-constexpr macro_word LAST_DEVICE = 0xFF;
-constexpr macro_word MOST_BYTES = 4096;
-constexpr macro_word REGISTER_ACCESS = 2;
-constexpr macro_word COMMAND_WORD = 3;
-constexpr macro_word MOST_REGISTERS = 1024;
-
 constexpr bool is_direction(macro_word direction) {
   return direction == static_cast<macro_word>(Direction::read)
          || direction == static_cast<macro_word>(Direction::write);
@@ -16,11 +10,11 @@ constexpr bool is_direction(macro_word direction) {
 
 Outcome i2c(macro_word direction, const Triple &boards, macro_word port, macro_word device, macro_word *buffer,
             macro_word length, macro_word mode, const Unit &unit) {
-  if (!is_direction(direction) || (mode != REGISTER_ACCESS && mode != COMMAND_WORD))
+  if (!is_direction(direction) || (mode != I2C_REGISTER && mode != I2C_COMMAND))
     return Outcome::failure(Reason::bad_kind);
-  if (device > LAST_DEVICE)
+  if (device > LAST_CODE)
     return Outcome::failure(Reason::bad_code);
-  if (length < 1 || length > MOST_BYTES)
+  if (length < 1 || length > I2C_MOST_BYTES)
     return Outcome::failure(Reason::bad_count);
   if (buffer == nullptr)
     return Outcome::failure(Reason::null_pointer);
@@ -37,7 +31,7 @@ Outcome mbc(macro_word direction, const Triple &boards, bool first_only, macro_w
             macro_word length, macro_word *data, macro_word count, const Unit &unit) {
   if (!is_direction(direction))
     return Outcome::failure(Reason::bad_kind);
-  if ((length != 1 && length != 2 && length != 4) || count < 1 || count > MOST_REGISTERS)
+  if (!is_mbc_length(length) || count < 1 || count > MBC_MOST_REGISTERS)
     return Outcome::failure(Reason::bad_count);
   if (data == nullptr)
     return Outcome::failure(Reason::null_pointer);

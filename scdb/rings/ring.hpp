@@ -5,13 +5,9 @@
 #include <cstdint>
 #include <span>
 
-#include "libscfjtag.h"
+#include "scdb/access.hpp"
 
-/// Ring bit addresses, and bit fields of scan buffers.
-///
-/// A ring bit address is a word: the position within the ring in bits 0-18, the ring code in bits 19-27, the run length
-/// minus 1 in bits 28-31 (bit 0 = least significant).  A run goes from its position towards higher positions, its first
-/// bit taking the most significant bit handed out.
+/// Bit fields of scan buffers.
 namespace scdb {
 
 /// Ring bits in a scan buffer.
@@ -20,21 +16,6 @@ inline constexpr std::size_t SCANBUFFER_BITS = std::size_t{SCANBUFFER_WORDS} * 3
 /// Buffer words that a ring of this many bits covers.
 [[nodiscard]] constexpr std::size_t words_for(std::size_t bits) {
   return (bits + 31) / 32;
-}
-
-/// A ring bit address taken apart.
-struct RingBits {
-  unsigned position;  ///< of the first bit, 0 to 0x7FFFF
-  unsigned ring;      ///< ring code, 0 to 0x1FF
-  unsigned length;    ///< bits in the run, 1 to 16
-};
-
-[[nodiscard]] constexpr RingBits take_apart(macro_word address) {
-  return {address & 0x7FFFF, address >> 19 & 0x1FF, (address >> 28) + 1};
-}
-
-[[nodiscard]] constexpr macro_word put_together(const RingBits &bits) {
-  return macro_word{bits.length - 1} << 28 | macro_word{bits.ring} << 19 | bits.position;
 }
 
 /// Bits `position` to `position + length - 1` of a buffer as a number, the first bit most significant.

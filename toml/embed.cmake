@@ -1,7 +1,6 @@
 # Writes a source file that holds text files as string literals:
-#   cmake -DOUTPUT=file.cpp "-DINPUTS=a.toml;b.toml" -DNAMESPACE=ns -DHEADER=path.hpp -P embed.cmake
-# The header declares, in that namespace, `struct Embedded { std::string_view name, text; };` and
-# `std::span<const Embedded> embedded_files();`.
+#   cmake -DOUTPUT=file.cpp "-DINPUTS=a.toml;b.toml" -DFUNCTION=f -DNAMESPACE=ns -DHEADER=path.hpp -P embed.cmake
+# The header declares, in that namespace, `std::span<const toml_file::Embedded> f();`.
 set(rows "")
 foreach(input IN LISTS INPUTS)
   get_filename_component(name ${input} NAME_WE)
@@ -19,5 +18,5 @@ foreach(input IN LISTS INPUTS)
 endforeach()
 file(
   WRITE ${OUTPUT}.new
-  "// Made at build time.\n#include \"${HEADER}\"\n\n#include <array>\n\nnamespace ${NAMESPACE} {\nnamespace {\nconstexpr Embedded FILES[] = {\n${rows}};\n}\nstd::span<const Embedded> embedded_files() { return FILES; }\n}\n")
+  "// Made at build time.\n#include \"${HEADER}\"\n\nnamespace ${NAMESPACE} {\nnamespace {\nconstexpr toml_file::Embedded FILES[] = {\n${rows}};\n}\nstd::span<const toml_file::Embedded> ${FUNCTION}() { return FILES; }\n}\n")
 file(RENAME ${OUTPUT}.new ${OUTPUT})

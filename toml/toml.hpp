@@ -1,4 +1,6 @@
 #pragma once
+// As the headers that it includes: what they warn of is not ours to mend.
+#pragma GCC system_header
 
 // toml++ 3.3 takes for granted what a file decides, and what the compiler makes of that is anything:
 // - a key's first character where a table header begins, as in "[=";

@@ -1,4 +1,4 @@
-#include "machines/simulated/state.hpp"
+#include "machines/simulated/chip_state.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -111,7 +111,7 @@ std::optional<State::Id> State::find(std::string_view name) const {
 
 macro_word State::read(Id id, std::size_t index) {
   macro_word word = cells_[id].get(index);
-  for (Fault &fault : faults_)
+  for (ChipFault &fault : faults_)
     if (fault.touches(id, index)) {
       // A scan was counted when it began; the chip's own look at the ring is no access.
       const bool strikes = fault.place == PlaceKind::ring ? fault.active() : fault.strike();
@@ -123,7 +123,7 @@ macro_word State::read(Id id, std::size_t index) {
 
 void State::write(Id id, std::size_t index, macro_word word) {
   bool lost = false;
-  for (Fault &fault : faults_)
+  for (ChipFault &fault : faults_)
     if (fault.place == PlaceKind::cells && fault.touches(id, index))
       lost |= fault.strike() && fault.kind == FaultKind::does_not_hold;
   if (!lost)
@@ -132,7 +132,7 @@ void State::write(Id id, std::size_t index, macro_word word) {
 
 /// Whether no fault sits in these cells.
 bool State::sound(Id id) const {
-  return std::ranges::none_of(faults_, [id](const Fault &fault) { return fault.cells == id; });
+  return std::ranges::none_of(faults_, [id](const ChipFault &fault) { return fault.cells == id; });
 }
 
 void State::read(Id id, std::span<macro_word> words) {
@@ -151,7 +151,7 @@ void State::write(Id id, std::span<const macro_word> words) {
 
 State::Meeting State::meet(PlaceKind place, macro_word code) {
   Meeting meeting;
-  for (Fault &fault : faults_) {
+  for (ChipFault &fault : faults_) {
     if (!fault.meets(place, code) || !fault.strike())
       continue;
     const Reason refusal = refusal_of(fault.kind);
@@ -163,7 +163,7 @@ State::Meeting State::meet(PlaceKind place, macro_word code) {
 }
 
 void State::distort(PlaceKind place, macro_word code, std::span<macro_word> words) const {
-  for (const Fault &fault : faults_)
+  for (const ChipFault &fault : faults_)
     if (fault.meets(place, code) && fault.active())
       for (std::size_t index = 0; index < words.size(); ++index)
         words[index] = fault.distorted(index, words[index]);

@@ -98,9 +98,9 @@ class State {
   void write(Id id, std::span<const macro_word> words);
   void reset(Id id) { cells_[id].reset(); }
 
-  void add_fault(Fault fault) { faults_.push_back(std::move(fault)); }
-  [[nodiscard]] std::vector<Fault> &faults() { return faults_; }
-  [[nodiscard]] const std::vector<Fault> &faults() const { return faults_; }
+  void add_fault(ChipFault fault) { faults_.push_back(std::move(fault)); }
+  [[nodiscard]] std::vector<ChipFault> &faults() { return faults_; }
+  [[nodiscard]] const std::vector<ChipFault> &faults() const { return faults_; }
 
   /// What the faults do to an access from outside that begins now.
   struct Meeting {
@@ -116,7 +116,7 @@ class State {
 
   macro_word seed_;
   std::vector<Cells> cells_;
-  std::vector<Fault> faults_;
+  std::vector<ChipFault> faults_;
 };
 
 }  // namespace simulated
