@@ -1,8 +1,9 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
-#include <map>
+#include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,6 @@
 int main() {
   try {
     const engine::Catalogue catalogue{""};
-    std::map<std::string, engine::MacroEntry, std::less<>> entries;
     for (std::string line; std::getline(std::cin, line);) {
       std::istringstream words{line};
       std::string macro;
@@ -26,9 +26,10 @@ int main() {
         words >> word;
       std::string expression;
       std::getline(words, expression);
-      if (!entries.contains(macro))
-        entries.emplace(macro, catalogue.find(macro).value());
-      const engine::Arguments arguments{entries.at(macro), rw, para};
+      const std::shared_ptr<const engine::MacroEntry> entry = catalogue.find(macro);
+      if (!entry)
+        throw std::runtime_error("there is no entry for '" + macro + "'");
+      const engine::Arguments arguments{*entry, rw, para};
       std::cout << arguments.value(engine::Expression::parse(expression)) << std::endl;
     }
     return 0;
