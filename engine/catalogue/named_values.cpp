@@ -30,6 +30,14 @@ std::optional<std::uint64_t> number_shown(std::string_view text) {
   return error == std::errc{} && last == end ? std::optional{number} : std::nullopt;
 }
 
+/// The number that a text shows in decimal, if it does.
+std::optional<std::int64_t> decimal(std::string_view text) {
+  std::int64_t number = 0;
+  const char *const end = text.data() + text.size();
+  const auto [last, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc{} && last == end ? std::optional{number} : std::nullopt;
+}
+
 /// Whether a result can show this text, as far as can be told.
 bool can_show(const ShownValue &value, const std::string &text) {
   if (value.field == nullptr)
@@ -39,8 +47,17 @@ bool can_show(const ShownValue &value, const std::string &text) {
     tried.value = number;
     return shown_text(tried) == text;
   };
-  if (width_of(value) > FEW_BITS)
-    return std::ranges::any_of(value.field->values, [&](const NamedValue &row) { return shows(row.value); });
+  if (width_of(value) > FEW_BITS) {
+    std::uint64_t flags = 0;
+    const std::vector<std::string_view> names = split(text, '+');
+    for (const Flag &flag : value.field->flags)
+      if (std::ranges::find(names, flag.name) != names.end())
+        flags |= std::uint64_t{1} << flag.bit;
+    const std::optional<std::int64_t> number = decimal(text);
+    const std::uint64_t all = ~std::uint64_t{0} >> (64 - width_of(value));
+    return std::ranges::any_of(value.field->values, [&](const NamedValue &row) { return shows(row.value); })
+           || shows(flags) || (number && shows(static_cast<std::uint64_t>(*number) & all));
+  }
   for (std::uint64_t number = 0; number < std::uint64_t{1} << width_of(value); ++number)
     if (shows(number))
       return true;
@@ -86,6 +103,8 @@ void check(NamedExpectation &expectation, const Arguments &arguments) {
   }
   if (!expectation.number)
     expectation.number = number_shown(expectation.text);
+  else if (expectation.text.empty())
+    expectation.text = fmt::format("0x{:X}", *expectation.number);
   const unsigned width = width_of(*found);
   if (expectation.number ? width < 64 && *expectation.number >> width != 0 : !can_show(*found, expectation.text))
     throw InputError(fmt::format("'{}' is never {}; it has {} {}", expectation.name, expectation.text, width,
