@@ -36,7 +36,8 @@ std::unique_ptr<scdb::Machine> copy_without_open_rings(const scdb::Machine &mach
 
 }  // namespace
 
-Bench::Bench(BenchSource source) : source_{std::move(source)} {
+Bench::Bench(BenchSource source, std::unique_ptr<scdb::Machine> machine)
+    : source_{std::move(source)}, given_{std::move(machine)} {
   if (std::exchange(there_is_one, true))
     throw std::logic_error("there is a bench already, and the primitives work on one machine in a process");
 }
@@ -56,10 +57,16 @@ void Bench::open() {
 
 scdb::Machine &Bench::machine() {
   if (!open_) {
-    scdb::attach(scdb::open_machine(source_.machine));
+    scdb::attach(given_ ? std::move(given_) : scdb::open_machine(source_.machine));
+    try {
+      if (!source_.state.empty())
+        load_state();
+    } catch (const InputError &) {
+      // Nothing works on a machine in another state than the one that is kept, nor keeps that one.
+      given_ = scdb::attach(nullptr);
+      throw;
+    }
     open_ = true;
-    if (!source_.state.empty())
-      load_state();
     info_ = {scdb::machine().name(), scdb::machine().simulated()};
     chips_ = scdb::machine().chips();
   }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/catalogue/catalogue.hpp"
@@ -35,7 +36,10 @@ struct BenchSource {
 class Bench {
  public:
   /// @throw std::logic_error when there is a bench already.
-  explicit Bench(BenchSource source);
+  explicit Bench(BenchSource source) : Bench{std::move(source), nullptr} {}
+  /// On a machine that the client has opened itself.
+  /// @param machine  null: the one that `source` describes.
+  Bench(BenchSource source, std::unique_ptr<scdb::Machine> machine);
   ~Bench();
   Bench(const Bench &) = delete;
   Bench &operator=(const Bench &) = delete;
@@ -87,7 +91,8 @@ class Bench {
   void see_to_rings(const RunRequest &request, RunResult &run);
 
   BenchSource source_;
-  bool open_ = false;  ///< whether the machine is
+  std::unique_ptr<scdb::Machine> given_;  ///< until it is opened; null: the source describes the machine
+  bool open_ = false;                     ///< whether the machine is
   bool loaded_ = false;
   std::optional<Catalogue> catalogue_;
   MachineInfo info_;
