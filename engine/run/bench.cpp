@@ -133,7 +133,8 @@ RunResult Bench::run(const RunRequest &request, StopToken *stop) {
 }
 
 void Bench::put_back(RunResult &run) {
-  if (before_) {
+  // A dry run's copy stays, or its writes would no longer be noted.
+  if (before_ && !dry_run_) {
     scdb::attach(std::move(before_));
     run.machine_after = MachineAfter::put_back;
     return;
