@@ -90,7 +90,7 @@ void check_words(const Expectation &expectation, const RunRequest &request, cons
     if (is)
       value.number = *is & mask;
     value.text = is ? hex(*is & mask) : "not written";
-    value.expected = MeasuredValue::Expected{expected, hex(expected), is && (*is & mask) == expected};
+    value.expected = MeasuredValue::Expected{expected, hex(expected), mask == 0 || (is && (*is & mask) == expected)};
   }
 }
 
