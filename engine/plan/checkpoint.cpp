@@ -55,7 +55,8 @@ void Checkpoint::load() {
   const std::size_t begin = HEADING.size() + DIGEST_LENGTH + 1;
   if (!text.starts_with(HEADING))
     refuse("is no checkpoint of a plan");
-  if (text.size() < begin || text.substr(HEADING.size(), DIGEST_LENGTH) != digest_of(text.substr(begin)))
+  if (text.size() < begin || text[begin - 1] != '\n'
+      || text.substr(HEADING.size(), DIGEST_LENGTH) != digest_of(text.substr(begin)))
     refuse("is damaged");
   std::vector<std::string_view> lines = split(std::string_view{text}.substr(begin), '\n');
   if (lines.size() < 3)
