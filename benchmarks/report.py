@@ -11,10 +11,12 @@ import json
 import math
 import os
 import re
+import resource
 import shutil
 import statistics
 import subprocess
 import sys
+import tempfile
 from pathlib import Path
 
 import callgrind
@@ -146,6 +148,47 @@ def server(counts, time):
             + table(["", "Instructions", "Time"], calls))
 
 
+def system_calls(*command):
+    """Of a whole process."""
+    with tempfile.NamedTemporaryFile("r") as counts:
+        subprocess.run(["strace", "-f", "-c", "-o", counts.name, *command], stdout=subprocess.DEVNULL, check=True)
+        return int(re.search(r"(\d+)(?: +\d+)? total$", counts.read(), re.M)[1])
+
+
+def engine(build):
+    counts, time = callgrind.counts(build / "bin/engine_benchmark"), times(build / "bin/engine_benchmark")
+    runs = 9 * 32  # by which the longer plan has more
+    rows = []
+    for what, name in (("a run in a plan", "plan"), ("the macro's own calls", "calls")):
+        more = counts[f"{name} of 10"].total - counts[f"{name} of 1"].total
+        ns = time[f"{name}_of/10"][0] - time[f"{name}_of/1"][0]
+        rows.append([what, number(more / runs), number(ns / runs, 1)])
+    step = '[[step]]\nmacro = "cp_9A12_0101"\nunits = "cpu"\nfields = {group = 1}\nfor = {index = "0-7"}\nrepeat = '
+    made = []
+    with tempfile.TemporaryDirectory() as folder:
+        for repeat in (1, 100):
+            plan = Path(folder, f"{repeat}.toml")
+            plan.write_text(f'title = "Benchmark"\n{step}{repeat}\n')
+            made.append(system_calls(build / "bin/mcrhost", "plan", "run", plan))
+    plans = []
+    for machine in ("default", "large"):
+        command = [build / "bin/mcrhost", "plan", "run", "bring-up", "--machine", machine]
+        least, done = math.inf, None
+        for _ in range(5):
+            before = resource.getrusage(resource.RUSAGE_CHILDREN)
+            done = subprocess.run(command, capture_output=True, text=True, check=True)
+            after = resource.getrusage(resource.RUSAGE_CHILDREN)
+            least = min(least, after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime)
+        plans.append([f"`plan run bring-up --machine {machine}`",
+                      number(int(re.search(r"of (\d+) runs", done.stdout)[1])), number(least, 2)])
+    return ("### Runs in a plan\n\n"
+            "`cp_9A12_0101`, which makes three primitive calls, with its judgement and the text report, against the calls\n"
+            "of the macro alone. Times in nanoseconds.\n\n"
+            + table(["", "Instructions", "Time"], rows)
+            + f"\n\n3,168 runs more in the same plan make {number(made[1] - made[0])} system calls more.\n\n"
+            "Seconds of whole plans, of user and system together:\n\n" + table(["Command", "Runs", "Seconds"], plans))
+
+
 def growth(counts):
     """A line fitted to each series by least squares, and the exponent fitted to its logarithms."""
     series = {}
@@ -206,12 +249,13 @@ def main():
     parser.add_argument("build", type=Path)
     parser.add_argument("--into", type=Path, metavar="DOCUMENT")
     options = parser.parse_args()
-    if not shutil.which("valgrind"):
-        sys.exit("report.py: valgrind is needed and not there: apt-get install valgrind")
+    for tool in ("valgrind", "strace"):
+        if not shutil.which(tool):
+            sys.exit(f"report.py: {tool} is needed and not there: apt-get install {tool}")
     on_server = callgrind.counts(options.build / "bin/server_benchmark")
     parts = [machine(options.build), fields(options.build), macros(options.build),
              server(on_server, times(options.build / "bin/server_benchmark")), growth(on_server),
-             startup(options.build)]
+             engine(options.build), startup(options.build)]
     text = "\n\n".join(parts)
     print(text)
     if options.into:

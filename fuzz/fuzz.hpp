@@ -98,7 +98,10 @@ class Area {
   }
 
   /// Its words where they can be written, also when the macro may only read them.
-  [[nodiscard]] std::span<macro_word> own(std::size_t words) { return pages_.words().first(words); }
+  [[nodiscard]] std::span<macro_word> own(std::size_t words) {
+    pages_.open();
+    return pages_.words().first(words);
+  }
 
  private:
   /// Words that fill their pages lie against the guards on both sides.

@@ -182,7 +182,7 @@ TEST_F(Plans, GoOnFromACheckpoint) {
   EXPECT_EQ(run(plan, {text_reporter(whole).get()}).passed, 17);
   const std::string afterwards = *bench_.machine().save_state();
   for (const std::size_t runs : {1U, 8U, 20U}) {
-    bench_.access([&] { bench_.machine().load_state(power_on); });
+    bench_.machine().load_state(power_on);
     StopSource source;
     Stopper stopper{source, runs};
     Checkpoint first = checkpoint_of(plan);
@@ -191,7 +191,7 @@ TEST_F(Plans, GoOnFromACheckpoint) {
     EXPECT_EQ(end.interrupted, runs < 20);
     EXPECT_EQ(end.made, runs + 1) << "with what cleans up";
     // The machine is as the interruption left it, whatever has been done to it since.
-    bench_.access([&] { bench_.machine().load_state(power_on); });
+    bench_.machine().load_state(power_on);
     Checkpoint second = checkpoint_of(plan);
     second.load();
     ASSERT_EQ(second.results().size(), runs < 20 ? runs : 21);

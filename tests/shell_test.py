@@ -135,13 +135,16 @@ class Shell(unittest.TestCase):
         printed = self.run_lines(f"{BAD} --keep-going", lines)[1]
         self.assertTrue(printed.endswith(f"\nring restore-open{ON}cpu:0.0  ring 0x3C restored\n"), printed)
 
-    def test_a_crash_inside_a_primitive_leaves_the_machine_as_it_was(self):
-        lines = "jtag write 0x41 0x12345678 --unit cpu:0.1\nrun sp_0002 --para 8 --data-words 8 --unit sp:0.0\njtag read 0x61 --unit cpu:0.1\n"
-        status, printed, said = self.run_lines(f"{BAD} --keep-going", lines)
+    def test_a_crash_inside_a_primitive_is_between_two_accesses(self):
+        """What was written before stays written, rings that were opened are put back, and state is kept."""
+        lines = ("ring show 0x3C --unit cpu:0.1\nrun sp_000C --para 0x12345678 --data-words 8 --unit cpu:0.1\n"
+                 "ring show 0x3C --unit cpu:0.1\njtag read 0x61 --unit cpu:0.1\n")
+        status, printed, said = self.run_lines(f"{BAD} --keep-going --state bench", lines)
         self.assertEqual((status, said), (FAILED, ""))
-        self.assertIn("\nnote: the machine is as it was before the run again, with no open rings, because the macro crashed "
-                      "inside a primitive\n", printed)
-        self.assertTrue(printed.endswith(READ), printed)
+        ring = printed[: printed.index("sp_000C")]
+        self.assertIn("\nfailure: read of _DATA[8], 1 word past its end (it has 8 words), during primitive call 3, lmcr_scan\n"
+                      f"note: rings left open, restored: cpu:0.1 ring 0x3C\n{ring}{READ}", printed)
+        self.assertEqual(mcrhost("jtag read 0x61 --unit cpu:0.1 --state bench", cwd=self.folder).stdout, READ)
 
     def test_help_is_that_of_the_commands(self):
         self.assertEqual(self.run_lines("", "help jtag read\n"), (OK, self.run_lines("", "jtag read --help\n")[1], ""))

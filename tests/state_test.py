@@ -223,13 +223,6 @@ class Files(unittest.TestCase):
                 self.assertEqual((done.returncode, done.stdout, done.stderr), (USAGE, "", f"mcrhost: {complaint}\n"))
         self.assertEqual(self.names(), before)
 
-    def test_a_crash_inside_a_primitive_keeps_the_state_of_before(self):
-        self.expect(f"{WRITE} --state s", OK)
-        before = (self.folder / "s").read_text()
-        done = self.run_host(f"run sp_0002 --para 8 --data-words 8 --library {os.environ['BAD_MACROS']} --unit sp:0.0 --state s")
-        self.assertEqual((done.returncode, done.stderr), (FAILED, ""))
-        self.assertEqual((self.folder / "s").read_text(), before)
-
 
 if __name__ == "__main__":
     unittest.main()

@@ -162,7 +162,7 @@ void PlanEngine::keep(const RunRequest &request, const RunResult &run, const Exp
 }
 
 void PlanEngine::record(const CaseResult &result) {
-  if (checkpoint_ == nullptr || end_.interrupted || bench_.halfway() || end_.failure)
+  if (checkpoint_ == nullptr || end_.interrupted || end_.failure)
     return;
   try {
     checkpoint_->add(result);

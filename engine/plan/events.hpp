@@ -32,7 +32,7 @@ struct CaseResult {
   std::vector<std::string> failures;  ///< a sentence each, as those below
   std::vector<std::string> findings;
   std::vector<std::string> mismatches;  ///< results that are not as expected
-  std::vector<std::string> notes;       ///< what else became of rings and machine
+  std::vector<std::string> notes;       ///< what else became of open rings
   std::vector<MeasuredValue> measured;
   std::string place;    ///< the chip to look at, or the unit
   macro_word runs = 0;  ///< made, with all repetitions

@@ -15,25 +15,6 @@ namespace {
 
 constinit bool there_is_one = false;
 
-/// Whether a run leaves the machine as it was, as far as people can tell.
-bool only_reads(const RunRequest &request) {
-  if (!request.entry)
-    return false;
-  const MacroDirection *const direction = request.entry->direction(request.rw);
-  return (direction != nullptr || request.entry->directions.empty()) && !request.entry->changes.with(direction);
-}
-
-/// A copy of the machine, in which the rings that are open hold what they held before they were opened.
-std::unique_ptr<scdb::Machine> copy_without_open_rings(const scdb::Machine &machine) {
-  std::unique_ptr<scdb::Machine> copy = machine.copy();
-  if (!copy || scdb::open_rings().empty())
-    return copy;
-  const scdb::Substitute substitute{std::move(copy)};
-  static_cast<void>(scdb::restore_open_rings());
-  // The rings that are open are the other machine's; they are open again when the substitute goes.
-  return scdb::attach(nullptr);
-}
-
 }  // namespace
 
 Bench::Bench(BenchSource source, std::unique_ptr<scdb::Machine> machine)
@@ -110,39 +91,13 @@ const Catalogue &Bench::catalogue() {
   return *catalogue_;
 }
 
-void Bench::remember() {
-  if (!before_ && !dry_run_)
-    before_ = copy_without_open_rings(scdb::machine());
-}
-
 RunResult Bench::run(const RunRequest &request, StopToken *stop) {
   static_cast<void>(machine());
   if (!runner_)
     runner_.emplace();
-  remember();
-  const bool may_change = !only_reads(request) || !scdb::open_rings().empty();
   RunResult result = runner_->run(request, stop);
-  if (result.crashed_in_primitive())
-    put_back(result);
-  else
-    see_to_rings(request, result);
-  // What was copied serves the next run as well where this one has left everything as it was.
-  if (!dry_run_ && (may_change || !result.ok() || !result.rings.empty()))
-    before_.reset();
+  see_to_rings(request, result);
   return result;
-}
-
-void Bench::put_back(RunResult &run) {
-  // A dry run's copy stays, or its writes would no longer be noted.
-  if (before_ && !dry_run_) {
-    scdb::attach(std::move(before_));
-    run.machine_after = MachineAfter::put_back;
-    return;
-  }
-  run.machine_after = MachineAfter::halfway;
-  halfway_ = halfway_ || !dry_run_;
-  for (const scdb::OpenRing &ring : scdb::open_rings())
-    run.rings.push_back({ring, RingLeft::Fate::left_open, scdb::Reason::none});
 }
 
 void Bench::see_to_rings(const RunRequest &request, RunResult &run) {
@@ -168,14 +123,8 @@ void Bench::see_to_rings(const RunRequest &request, RunResult &run) {
   }
 }
 
-void Bench::access(const std::function<void()> &accesses) {
-  static_cast<void>(machine());
-  before_.reset();
-  accesses();
-}
-
 void Bench::keep_state() {
-  if (source_.state.empty() || halfway_ || dry_run_)
+  if (source_.state.empty() || dry_run_)
     return;
   const std::optional<std::string> text = machine().save_state();
   if (!text)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -61,20 +60,14 @@ class Bench {
   /// @throw InputError
   [[nodiscard]] const Catalogue &catalogue();
 
-  /// Runs a macro and sees to rings and machine afterwards: what open rings held is put back where that is wanted, and
-  /// a simulated machine that a macro crashed in, inside a primitive, is as it was before the run.
+  /// Runs a macro and sees to the rings that are open afterwards: what they held is put back where that is wanted.  A
+  /// macro that crashes leaves the machine between two accesses, whatever it crashed in.
   /// @param stop  what may stop it at a primitive call; null: nothing.
   /// @throw std::bad_alloc
   [[nodiscard]] RunResult run(const RunRequest &request, StopToken *stop);
 
-  /// Makes direct accesses, which may change the machine.
-  void access(const std::function<void()> &accesses);
-
-  /// Whether a macro crashed inside a primitive of a machine that could not be put back.
-  [[nodiscard]] bool halfway() const { return halfway_; }
-
-  /// Writes the machine's state into the state file, whole or not at all; without such a file nothing is done, nor on a
-  /// machine that may be halfway through an access or while a dry run lasts.
+  /// Writes the machine's state into the state file, whole or not at all; without such a file nothing is done, nor while a
+  /// dry run lasts.
   /// @throw InputError when the machine gives no state, or the file cannot be written.
   void keep_state();
 
@@ -85,9 +78,6 @@ class Bench {
 
  private:
   void load_state();
-  /// Keeps the machine as it is now, for the case that a run crashes in it.
-  void remember();
-  void put_back(RunResult &run);
   void see_to_rings(const RunRequest &request, RunResult &run);
 
   BenchSource source_;
@@ -98,9 +88,7 @@ class Bench {
   MachineInfo info_;
   std::vector<scdb::Chip> chips_;
   std::optional<Runner> runner_;
-  std::unique_ptr<scdb::Machine> before_;  ///< a copy of the machine; null when it is not up to date
   std::optional<DryRun> dry_run_;
-  bool halfway_ = false;
 };
 
 }  // namespace engine

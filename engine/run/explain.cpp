@@ -197,12 +197,6 @@ std::vector<std::string> notes_of(const RunResult &run) {
   for (const Fate fate : {Fate::restored, Fate::kept_open})
     if (std::string sentence = sentence_of(run, fate); !sentence.empty())
       notes.push_back(std::move(sentence));
-  if (run.machine_after == MachineAfter::put_back)
-    notes.emplace_back(
-        "the machine is as it was before the run again, with no open rings, because the macro crashed inside a "
-        "primitive");
-  if (run.machine_after == MachineAfter::halfway)
-    notes.emplace_back("the machine may be halfway through an access, because the macro crashed inside a primitive");
   return notes;
 }
 

@@ -27,7 +27,7 @@ struct RecordWord {
 /// @param entry  as for explain_record().
 [[nodiscard]] std::vector<std::string> failures_of(const RunResult &run, const MacroEntry *entry = nullptr);
 
-/// What else became of rings and machine, a sentence each: "rings left open, restored: cpu:0.0 ring 0x3C".
+/// What else became of open rings, a sentence each: "rings left open, restored: cpu:0.0 ring 0x3C".
 [[nodiscard]] std::vector<std::string> notes_of(const RunResult &run);
 
 /// What a sub-code means in all macros; empty for one that has no common meaning.

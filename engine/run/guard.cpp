@@ -1,6 +1,7 @@
 #include "engine/run/guard.hpp"
 
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -29,17 +30,40 @@ std::size_t guard_bytes() {
   return round_up(GUARD_BYTES, page_bytes());
 }
 
+/// Maps shared memory a second time, at `seen`, for reading: a mapping of which nothing is moved comes to be twice.
+bool map_again(void *own, std::byte *seen, std::size_t bytes) {
+  return mremap(own, 0, bytes, MREMAP_MAYMOVE | MREMAP_FIXED, seen) == seen && mprotect(seen, bytes, PROT_READ) == 0;
+}
+
+/// The same with a file in memory, for emulators that know no other way.  Its size counts as that of a file.
+void *map_file_twice(std::byte *seen, std::size_t bytes) {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur < bytes)
+    return MAP_FAILED;
+  const int memory = memfd_create("macrodebug", MFD_CLOEXEC);
+  if (memory < 0)
+    return MAP_FAILED;
+  void *own = MAP_FAILED;
+  if (ftruncate(memory, static_cast<off_t>(bytes)) == 0)
+    own = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
+  if (own != MAP_FAILED && mmap(seen, bytes, PROT_READ, MAP_SHARED | MAP_FIXED, memory, 0) == MAP_FAILED) {
+    munmap(own, bytes);
+    own = MAP_FAILED;
+  }
+  close(memory);
+  return own;
+}
+
 /// Memory that is at two addresses: at `seen` it can only be read.
-/// @return where it can be written; null when it cannot be had.
+/// @return where it can be written; `seen` itself where there is no second address to be had.
 std::byte *map_twice(std::byte *seen, std::size_t bytes) {
-  void *const own = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (own == MAP_FAILED)
-    return nullptr;
-  // Shared memory of which nothing is moved is mapped once more.
-  if (mremap(own, 0, bytes, MREMAP_MAYMOVE | MREMAP_FIXED, seen) == seen && mprotect(seen, bytes, PROT_READ) == 0)
+  void *own = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (own != MAP_FAILED && map_again(own, seen, bytes))
     return static_cast<std::byte *>(own);
-  munmap(own, bytes);
-  return nullptr;
+  if (own != MAP_FAILED)
+    munmap(own, bytes);
+  own = map_file_twice(seen, bytes);
+  return own == MAP_FAILED ? seen : static_cast<std::byte *>(own);
 }
 
 }  // namespace
@@ -51,11 +75,9 @@ GuardedArea::GuardedArea(std::string_view name, std::size_t words, AreaUse use)
   if (mapping == MAP_FAILED)
     throw std::bad_alloc();
   mapping_ = static_cast<std::byte *>(mapping);
-  if (use == AreaUse::read)
-    own_ = map_twice(mapping_ + guard, usable_);
-  else if (mprotect(mapping_ + guard, usable_, PROT_READ | PROT_WRITE) == 0)
-    own_ = mapping_ + guard;
-  if (own_ == nullptr) {
+  own_ = use == AreaUse::read ? map_twice(mapping_ + guard, usable_) : mapping_ + guard;
+  sealed_ = use == AreaUse::read && own_ == mapping_ + guard;
+  if (own_ == mapping_ + guard && mprotect(own_, usable_, PROT_READ | PROT_WRITE) != 0) {
     munmap(mapping_, usable_ + 2 * guard);
     throw std::bad_alloc();
   }
@@ -81,8 +103,20 @@ void GuardedArea::place(std::size_t words) {
 }
 
 void GuardedArea::resize(std::size_t words) {
-  if (words != words_.size())
-    place(words);
+  if (words == words_.size())
+    return;
+  open();
+  place(words);
+}
+
+void GuardedArea::open() {
+  if (sealed_ && mprotect(own_, usable_, PROT_READ | PROT_WRITE) != 0)
+    throw std::bad_alloc();
+}
+
+void GuardedArea::seal() {
+  if (sealed_ && mprotect(own_, usable_, PROT_READ) != 0)
+    throw std::bad_alloc();
 }
 
 macro_word *GuardedArea::address() const {

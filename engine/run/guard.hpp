@@ -32,6 +32,11 @@ class GuardedArea {
   /// The words, for the program to read and write.
   [[nodiscard]] std::span<macro_word> words() { return words_; }
   [[nodiscard]] std::span<const macro_word> words() const { return words_; }
+  /// To be called before the program writes to an area that macros may only read, and after it.  Mostly nothing needs to
+  /// be done; where the system has no second address for the memory, it is opened and closed.
+  /// @throw std::bad_alloc
+  void open();
+  void seal();
   /// The address that the macro gets.
   [[nodiscard]] macro_word *address() const;
 
@@ -56,6 +61,7 @@ class GuardedArea {
   std::size_t usable_;
   std::byte *mapping_ = nullptr;  ///< guard, pages, guard
   std::byte *own_ = nullptr;      ///< the pages as the program writes to them
+  bool sealed_ = false;           ///< whether macros may only read them, and there is one address for both
   std::span<macro_word> slack_;
   std::span<macro_word> words_;
 };

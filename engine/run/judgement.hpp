@@ -51,7 +51,7 @@ struct Judgement {
   std::vector<std::string> failures;    ///< what went wrong, the gravest first
   std::vector<std::string> findings;    ///< what a run without failure found
   std::vector<std::string> mismatches;  ///< results that are not as expected
-  std::vector<std::string> notes;       ///< what else became of rings and machine
+  std::vector<std::string> notes;       ///< what else became of open rings
   std::vector<DecodedBlock> decoded;    ///< what the catalogue names in _DATA
   Comparison comparison;                ///< of words
   std::vector<MeasuredValue> checked;   ///< results of which something was expected

@@ -67,9 +67,13 @@ void Runner::fill(const RunRequest &request) {
   para_ = &area_of(para_areas_, "_PARA", std::max(request.para.size(), LEAST_PARA_WORDS), AreaUse::read);
   data_ = &area_of(data_areas_, "_DATA", std::max<std::size_t>({request.data_words, request.data.size(), 1}),
                    AreaUse::read_and_write);
+  mring_.open();
+  para_->open();
   std::ranges::copy(request.unit.mring, mring_.words().begin());
   const std::span<macro_word> para = para_->words();
   std::ranges::fill(std::ranges::copy(request.para, para.begin()).out, para.end(), 0);
+  mring_.seal();
+  para_->seal();
   const std::span<macro_word> data = data_->words();
   for (std::size_t i = 0; i < data.size(); ++i)
     data[i] = before_run(request, i);

@@ -82,13 +82,6 @@ struct RingLeft {
   scdb::Reason reason = scdb::Reason::none;  ///< why it was not restored
 };
 
-/// What became of the machine that a macro crashed in, inside a primitive: it may be halfway through an access.
-enum class MachineAfter : std::uint8_t {
-  sound,
-  put_back,  ///< it is as it was before the run, without open rings
-  halfway,   ///< it cannot be put back
-};
-
 /// What came of a run.
 struct RunResult {
   macro_word status = 0;      ///< _RETURN
@@ -100,12 +93,7 @@ struct RunResult {
   std::optional<Crash> crash;
   std::optional<Stop> stop;
   std::vector<RingLeft> rings;  ///< that were open at the end
-  MachineAfter machine_after = MachineAfter::sound;
 
-  /// Whether the machine may have been left halfway through an access.
-  [[nodiscard]] bool crashed_in_primitive() const {
-    return crash && crash->position.number != 0 && !crash->position.finished;
-  }
   [[nodiscard]] bool ok() const { return status != MACRO_FAILED && !crash && !stop && underruns.empty(); }
 };
 

@@ -63,7 +63,7 @@ class StopToken : public scdb::Observer {
   const StopSource *source_ = nullptr;
   StopToken *whole_ = nullptr;
   std::optional<Duration> limit_;
-  Clock::time_point began_ = Clock::now();
+  Clock::time_point began_ = limit_ ? Clock::now() : Clock::time_point{};
   StopCause cause_ = StopCause::none;
   std::string by_;
   unsigned refused_ = 0;

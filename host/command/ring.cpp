@@ -217,8 +217,7 @@ void add(Command &group, Action &action, const RingPart &row) {
 ExitStatus restore_open(const CommonOptions &options) {
   BenchInUse bench{options};
   const std::vector<scdb::OpenRing> rings = scdb::open_rings();
-  scdb::Outcome outcome;
-  bench->access([&outcome] { outcome = scdb::restore_open_rings(); });
+  const scdb::Outcome outcome = scdb::restore_open_rings();
   const std::vector<scdb::OpenRing> left = scdb::open_rings();
   std::string text = fmt::format("ring restore-open  on {}\n", label_of(bench->machine_info()));
   for (const scdb::OpenRing &ring : rings)

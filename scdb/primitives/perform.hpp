@@ -1,6 +1,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
 
 #include "scdb/access.hpp"
 #include "scdb/context.hpp"
@@ -53,6 +56,24 @@ CallResult perform(Primitive primitive, const Report &to, Describe &&describe, B
     tell_observers(call, result);
   });
   return result;
+}
+
+/// Makes sure that the caller's memory is there before the machine is touched: where it is not, the access faults now,
+/// when nothing has been done yet, and never halfway.  Memory comes and goes by pages of 4 KiB or more: one word of each
+/// is enough, the first.
+/// @param words    what the machine will read, or write to; at least one.
+/// @param written  whether it will write there: the words are written as they are.
+inline void touch(std::span<macro_word> words, bool written) {
+  constexpr std::size_t PAGE = 4096;
+  const auto touch_word = [written](volatile macro_word &word) {
+    const macro_word value = word;
+    if (written)
+      word = value;
+  };
+  touch_word(words.front());
+  const std::size_t into_page = reinterpret_cast<std::uintptr_t>(words.data()) % PAGE;
+  for (std::size_t i = (PAGE - into_page) / sizeof(macro_word); i < words.size(); i += PAGE / sizeof(macro_word))
+    touch_word(words[i]);
 }
 
 /// Describes a call by its operands and, where it has them, its unit words.

@@ -76,6 +76,8 @@ Outcome scan(macro_word mode, const Triple &triple, macro_word ring, macro_word 
     return Outcome::failure(Reason::ring_too_long, first);
 
   const std::span<macro_word> words{buffer, words_for(bits)};
+  if (mode != SCAN_CLOSE)
+    touch(words, mode != SCAN_WRITE);
   switch (mode) {
     case SCAN_READ:
       return server.read_ring(chips.span(), ring, words);

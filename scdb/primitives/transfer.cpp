@@ -22,8 +22,9 @@ Outcome i2c(macro_word direction, const Triple &boards, macro_word port, macro_w
   ChipList chips;
   if (const Outcome outcome = resolve(server, unit, boards, chips); !outcome.ok())
     return outcome;
-  return server.i2c(chips.span(), static_cast<Direction>(direction), port, device, mode, {buffer, (length + 3) / 4},
-                    length);
+  const std::span<macro_word> words{buffer, (length + 3) / 4};
+  touch(words, direction == static_cast<macro_word>(Direction::read));
+  return server.i2c(chips.span(), static_cast<Direction>(direction), port, device, mode, words, length);
 }
 
 /// Registers follow one another at a distance of their length.
@@ -39,6 +40,7 @@ Outcome mbc(macro_word direction, const Triple &boards, bool first_only, macro_w
   ChipList chips;
   if (const Outcome outcome = resolve(server, unit, boards, chips); !outcome.ok())
     return outcome;
+  touch({data, count}, direction == static_cast<macro_word>(Direction::read));
   const std::span<const Chip> addressed = first_only ? chips.span().first(1) : chips.span();
   for (macro_word i = 0; i < count; ++i)
     if (const Outcome outcome =
