@@ -11,6 +11,7 @@
 #include "engine/catalogue/named_values.hpp"
 #include "engine/text/error.hpp"
 #include "engine/text/words.hpp"
+#include "engine/unit/selection.hpp"
 
 namespace engine {
 namespace {
@@ -473,6 +474,38 @@ TEST(Results, ExpectedOfWideFields) {
               row.accepted)
         << row.field << " " << row.text;
   }
+}
+
+TEST(Units, AsPeopleTypeThem) {
+  std::vector<scdb::Chip> chips;
+  for (std::uint8_t board = 0; board < 2; ++board)
+    for (const scdb::ChipKind kind : {scdb::ChipKind::cpu, scdb::ChipKind::xb})
+      for (std::uint8_t chip = 0; chip < 2; ++chip)
+        chips.push_back({kind, board, chip});
+  struct Row {
+    std::string text;
+    std::string unit;
+  };
+  const std::string no_such = ": this machine has no such cpu; it has cpu:0-1.0-1";
+  for (const Row &row : std::vector<Row>{
+           {"cpu", "cpu:0-1.0-1"},
+           {"cpu:*", "cpu:0-1.0-1"},
+           {"cpu:1", "cpu:1.0-1"},
+           {"cpu:*.1", "cpu:0-1.1"},
+           {"cpu:0,1.0,1", "cpu:0-1.0-1"},
+           {"cpu:1.1+0.0", "cpu:0.0+1.1"},
+           {"cpu:0-1.0", "cpu:0-1.0"},
+           {"gpu:0",
+            "unit 'gpu:0': 'gpu' is no kind of unit; the kinds are cpu, mac, sc, xb, ioc, sp (for example "
+            "cpu:0.1, sc:0,2-3.*)"},
+           {"cpu:2", "unit 'cpu:2'" + no_such},
+           {"cpu:0.1-2", "unit 'cpu:0.1-2'" + no_such},
+           {"cpu:*.3", "unit 'cpu:*.3'" + no_such},
+           {"cpu:0.0+5", "unit 'cpu:0.0+5'" + no_such},
+           {"xb:0.2", "unit 'xb:0.2': '2' names no chip; give a number from 0 to 1, a list such as 0,2-3, or *"},
+           {"cpu:1-0", "unit 'cpu:1-0': '1-0' names no board; give a number from 0 to 15, a list such as 0,2-3, or *"},
+       })
+    EXPECT_EQ(said([&] { return describe(parse_selection(row.text, chips).words()); }), row.unit) << row.text;
 }
 
 TEST(CatalogueFiles, NamePlacesOfMistakes) {

@@ -138,7 +138,10 @@ TEST(Areas, AreLeftAndSaid) {
     const Judgement judgement = judge(request, run, {});
     EXPECT_EQ(judgement.conclusion, row.said.empty() ? Conclusion::passed : Conclusion::error) << row.said;
     std::string text = judgement.failures.empty() ? "" : judgement.failures.front();
-    text.erase(0, std::min(text.find('_'), text.size()));
+    const std::string verb = text.substr(0, text.find('_'));
+    EXPECT_TRUE(verb.empty() || verb == "access to " || verb == (request.rw == RW_READ ? "read of " : "write to "))
+        << text;
+    text.erase(0, verb.size());
     // Between a guard page and the area a write shows only afterwards.
     EXPECT_TRUE(text == row.said || text == row.said + AFTER) << text << "\n" << row.said;
   }

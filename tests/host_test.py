@@ -13,24 +13,7 @@ BAD_LIBRARY = f"--library {shlex.quote(os.environ['BAD_MACROS'])}"
 BAD = f"{BAD_LIBRARY} --unit sp:0.0"
 OK, FAILED, USAGE = 0, 1, 2
 
-# Accesses outside an area: arguments of sp_0001_0101 (direction, area, index, more) and what the report says.
-READ, WRITE = "(read of|access to)", "(write to|access to)"
-POKE_AREAS = {"_PARA": 0, "_DATA": 1, "_ERR": 2, "_EXP": 3, "_MRING": 4}
-AFTER = ", after primitive call 1, lmcr_wait"
-BREACHES = [
-    ("read", "_DATA", 8, "--data-words 8", READ, "1 word past its end (it has 8 words)" + AFTER),
-    ("write", "_DATA", 2000, "--data-words 1000", WRITE, "1001 words past its end (it has 1000 words)" + AFTER),
-    ("write", "_DATA", -1, "--data-words 1024", WRITE, "1 word before its beginning (it has 1024 words)" + AFTER),
-    ("write", "_DATA", -3, "--data-words 8", "write to", "3 words before its beginning (it has 8 words)"),
-    ("read", "_PARA", 16, "", READ, "1 word past its end (it has 16 words)" + AFTER),
-    ("write", "_PARA", 0, "", "write to", "which is read-only" + AFTER),
-    ("write", "_MRING", 15, "", "write to", "which is read-only" + AFTER),
-    ("write", "_ERR", 24, "", WRITE, "1 word past its end (it has 24 words)" + AFTER),
-    ("write", "_ERR", -1, "", "write to", "1 word before its beginning (it has 24 words)"),
-    ("write", "_EXP", 256, "", WRITE, "1 word past its end (it has 256 words)" + AFTER),
-]
-
-# What runs of other bad macros print, exactly: arguments, unit, exit status, direction and output after the header.
+# What runs of bad macros print, exactly: arguments, unit, exit status, direction and output after the header.
 RUNS = [
     ("sp_0006 --para 5", "sp:0.0", OK, "read",
      "     0    --------    --------    --------    --------\n"
@@ -58,33 +41,21 @@ RUNS = [
 
 # Faults outside the areas, and inside a primitive.
 CRASHES = [
-    ("sp_0002 --para 8 --data-words 8", rf"{WRITE} _DATA\[8\], 1 word past .*, during primitive call 2, lmcr_pgen"),
+    ("sp_0002 --para 8 --data-words 8", r"(write to|access to) _DATA\[8\], 1 word past .*, during primitive call 2, lmcr_pgen"),
     ("sp_0003", "invalid memory access at address 0x40 outside every area of the macro, before any primitive call"),
-    ("sp_000B", "invalid memory access at address 0x(40|0) outside every area of the macro, before any primitive call"),
-    ("sp_0004", "invalid memory access at address 0x[0-9A-F]+ outside every area of the macro, .*"),
-    ("sp_0005 --rw write --para 1 131072", rf"{WRITE} _DATA\[131072\], .*, after primitive call 2, lmcr_wait"),
 ]
 
 # Wrong input: one line on standard error, with what was wrong and what would be right.
-NO_SUCH_CPU = "this machine has no such cpu; it has cpu:0-1.0-1"
 MISUSES = [
     ("", "a command is missing; the commands are list, show, run, units, jtag, ring, i2c, mbc, plan, shell, manual, reference"),
     ("lst", "there is no command 'lst'; the commands are list, show, run, units, jtag, ring, i2c, mbc, plan, shell, manual, reference"),
     ("run --unit cpu", "MACRO is required ('mcrhost run --help' shows the options)"),
     ("run cp_9A10_0101", "the unit to run cp_9A10_0101 on is missing; give it as, for example, --unit cpu:0.0"),
-    ("run cp_9A1O --unit cpu", "there is no macro 'cp_9A1O'; the nearest: cp_9A10_0101, cp_9A11_0101, cp_9A12_0101"),
     ("run q --unit cpu", "there is no macro 'q'; 'mcrhost list' shows those there are"),
     (f"run 9 {BAD}", "there is no macro '9'; 'mcrhost list' shows those there are"),
     (f"run 0009 {BAD}", "'0009' means several macros; give the whole name: sp_0009_0101, sp_0009_0102"),
     ("run 9A10 --unit gpu:0", "unit 'gpu:0': 'gpu' is no kind of unit; the kinds are cpu, mac, sc, xb, ioc, sp "
                               "(for example cpu:0.1, sc:0,2-3.*)"),
-    ("run 9A10 --unit cpu:2", f"unit 'cpu:2': {NO_SUCH_CPU}"),
-    ("run 9A10 --unit cpu:0.1-2", f"unit 'cpu:0.1-2': {NO_SUCH_CPU}"),
-    ("run 9A10 --unit cpu:*.3", f"unit 'cpu:*.3': {NO_SUCH_CPU}"),
-    ("run 9A10 --unit cpu:0.0+5", f"unit 'cpu:0.0+5': {NO_SUCH_CPU}"),
-    ("run 9A10 --unit xb:0.2", "unit 'xb:0.2': '2' names no chip; give a number from 0 to 1, a list such as 0,2-3, or *"),
-    ("run 9A10 --unit cpu:1-0", "unit 'cpu:1-0': '1-0' names no board; give a number from 0 to 15, a list such as "
-                                "0,2-3, or *"),
     ("run 9A10 --unit cpu --unit-no 1", "the unit is given twice: by --unit and by --unit-type, --unit-no, --mring; "
                                         "give one of them"),
     ("run 9A10 --unit-type 1", "a unit in words needs both --unit-type and --unit-no; --mring names its chips"),
@@ -108,10 +79,6 @@ MISUSES = [
 # Units that one way or another name chips of the default machine, and the name that the report gives them.
 UNITS = [
     ("--unit cpu", "cpu:0-1.0-1"),
-    ("--unit cpu:*", "cpu:0-1.0-1"),
-    ("--unit cpu:1", "cpu:1.0-1"),
-    ("--unit cpu:*.1", "cpu:0-1.1"),
-    ("--unit cpu:0,1.0,1", "cpu:0-1.0-1"),
     ("--unit cpu:1.1+0.0", "cpu:0.0+1.1"),
     ("--unit-type 1 --unit-no 3 --mring 0x10000 0x20000", "cpu:0.0+1.1"),
     ("--unit-type 1 --unit-no 2 --mring 0x10000,0x20000", "cpu:1.1"),
@@ -133,23 +100,10 @@ class Host(unittest.TestCase):
             self.assertEqual(done.stdout, output)
         return done.stdout
 
-    def test_reports_breaches(self):
-        for direction, area, index, more, verb, what in BREACHES:
-            with self.subTest(direction=direction, area=area, index=index):
-                output = self.expect(
-                    f"run sp_0001 {BAD} --rw {direction} --para {POKE_AREAS[area]} {index} {more}", FAILED
-                )
-                self.assertRegex(output, rf"\nfailure: {verb} {re.escape(f'{area}[{index}], {what}')}\n$")
-
     def test_reports_crashes(self):
         for arguments, what in CRASHES:
             with self.subTest(arguments):
                 self.assertRegex(self.expect(f"run {arguments} {BAD}", FAILED), rf"\nfailure: {what}\n$")
-
-    def test_last_words_belong_to_areas(self):
-        for area, last in (("_DATA", 7), ("_ERR", 23), ("_EXP", 255)):
-            with self.subTest(area):
-                self.expect(f"run sp_0001 {BAD} --rw write --para {POKE_AREAS[area]} {last} --data-words 8", OK)
 
     def test_prints_runs(self):
         for arguments, unit, status, direction, output in RUNS:

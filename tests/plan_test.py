@@ -87,41 +87,7 @@ RUNS = [
 STEP = '[[step]]\nmacro = "9A12"\nunits = "cpu:0.0"\n'
 BAD = [
     ("", "1:1: 'step' is missing; a plan has [[step]] tables"),
-    ("stop = true\n" + STEP, "3:1: unknown key 'stop'; accepted here: title, text, continue, timeout, step, cleanup"),
-    ("[[step]\n", "3:8: Error while parsing table header: expected ']', saw '\\n'"),
-    ("[=]\n", "3:2: Error while parsing key: expected bare key starting character or string delimiter, saw '='"),
-    ("\u00E9 = 1\n", "3:1: Error while parsing root table: expected keys, tables, whitespace or comments, saw '\u00E9'"),
-    ('[[step]]\nunits = "cpu"\n', "3:1: 'macro' is missing"),
-    ('[[step]]\nmacro = "9A1O"\nunits = "cpu"\n', "4:9: there is no macro '9A1O'; the nearest: "
-     "cp_9A10_0101, cp_9A11_0101, cp_9A12_0101"),
-    (STEP, "4:9: cp_9A12_0101 needs group=VALUE, group of eight registers; accepted are bytes (0), 1, 2"),
     (STEP + "fields = {group = 3}\n", "6:10: group=3: accepted are bytes (0), 1, 2; 'para' gives other words to the macro"),
-    (STEP + "fields = {group = 1}\nfor = {index = \"0-8\"}\n", "7:7: index=8: accepted are 0 to 7; 'para' gives other "
-     "words to the macro"),
-    (STEP + "fields = {group = 1}\nfor = {index = \"0..8\"}\n", "7:16: index: '0..8' is not a 32-bit word; give a decimal "
-     "or 0x number from -2147483648 to 0xFFFFFFFF"),
-    (STEP + "fields = {group = 1, index = 0}\nexpect = {val = 3}\n", "7:17: cp_9A12_0101 has no result 'val'; it has value"),
-    (STEP + "fields = {group = 1, index = 0}\nexpect = {value = \"0x100000000\"}\n", "7:19: 'value' is never 0x100000000; it "
-     "has 32 bits"),
-    (STEP + "fields = {group = 1, index = 0}\nexpect = {}\n", "7:10: 'expect' must name one result at the least"),
-    (STEP + "fields = {group = 1, index = 0}\nexpect = []\n", "7:10: 'expect' must be a list with one element at the least"),
-    # More runs than there is memory for: in one list, and step by step.
-    (STEP + 'for = {index = "0-99999,0"}\n', "6:7: 'for' comes to more than 100000 runs"),
-    (STEP + 'for = {group = "0-65535", index = "0-65535"}\n', "6:7: 'for' comes to more than 100000 runs"),
-    (STEP + 'for = {index = "0-60000,0-60000"}\n', "6:16: 'index' is '0-60000,0-60000'; a plan has up to 100000 runs"),
-    (2 * (STEP.replace("9A12", "9ACC") + 'fields = {data-low = 0}\nfor = {data-high = "0-60000"}\n'),
-     "9:9: the plan comes to more than 100000 runs"),
-    (STEP + "fields = {group = 1, index = 0}\nexpect = {value = 0x100000000}\n", "7:19: 'value' is never 0x100000000; it has "
-     "32 bits"),
-    (STEP + 'fields = {group = 1, index = 0}\nexpect = {value = "set"}\n', "7:19: 'value' is never set; it has 32 bits"),
-    (STEP + "para = [8]\nexpect = [1, 2, 3]\nmask = [1, 2]\n", "7:10: 'mask': 2 masks are given for 3 words; give one for all, or "
-     "one for each"),
-    (STEP + 'para = [8]\nrw = "up"\n', "7:6: 'rw': 'up' is no direction; give read (1), write (2), none (-1) or a number"),
-    (STEP + 'para = [8]\nverdict = "good"\n', "7:11: 'verdict' must be one of pass, finding, failure"),
-    (STEP + "para = [8]\ntimeout = 0\n", "7:11: 'timeout' must be seconds, from 0.001 to 604800"),
-    (STEP.replace("0.0", "5.0") + "para = [8]\n", "5:9: unit 'cpu:5.0': this machine has no such cpu; it has cpu:0-1.0-1"),
-    (STEP + 'para = [8]\n[[cleanup]]\nmacro = "9A10"\nunits = "gpu"\n', "9:9: unit 'gpu': 'gpu' is no kind of unit; the "
-     "kinds are cpu, mac, sc, xb, ioc, sp (for example cpu:0.1, sc:0,2-3.*)"),
 ]
 
 # Wrong use of the command: arguments, complaint.
@@ -234,12 +200,8 @@ class Plans(unittest.TestCase):
         other = self.file("long.txt.toml", plan.read_text() + "\n")
         for changed, file, more, complaint in (
             (text[:-9], plan, "", "is damaged"),
-            (text.replace("cpu:0.1", "cpu:1.0", 1), plan, "", "is damaged"),
-            ("", plan, "", "is no checkpoint of a plan"),
             (text, other, "", "is of another plan, 'long', or of another version of this one; begin again without --resume"),
             (text, plan, f"--machine {self.dead}", "is of another machine: "),
-            (text, plan, "--machine large", "is of another plan, 'long', or of another version of this one; begin again "
-             "without --resume"),
         ):
             kept.write_text(changed)
             done = self.plan(f"run {file} --resume --checkpoint '{kept}' {more}")

@@ -43,12 +43,6 @@ MISUSES = [
     (f"{READ} --unit-type 1 --unit-no 1 --mring 0x10000 --each",
      "--each: a unit in words is one run; give the unit with --unit"),
     (f"{READ} --unit cpu --each --together", "--together excludes --each ('mcrhost run --help' shows the options)"),
-    # What a macro that calls another one has no room for.
-    ("io_9685_0101 --unit ioc:0.0 macro=0x9A10",
-     "macro=0x9A10: cp_9A10_0101 uses 48 words of _DATA, and io_9685_0101 has room for 2"),
-    # Words that a macro reads and nobody gives.
-    ("cp_9A12_0101 --unit cpu:0.0 --rw write --para 0x0D",
-     "cp_9A12_0101 reads 1 word of _DATA with direction write, and none is given; give it with --data, or value="),
 ]
 
 # Options, what is said of a ring that a run leaves open, and what becomes of it.
