@@ -62,6 +62,7 @@ MISUSES = [
     ("run 9A10 --unit cpu --rw up", "--rw: 'up' is no direction; give read (1), write (2), none (-1) or a number"),
     ("run 9A10 --unit cpu --para 0x100000000", "--para: '0x100000000' is not a 32-bit word; give a decimal or 0x number "
                                                "from -2147483648 to 0xFFFFFFFF"),
+    ("run 9A10 --unit cpu --data-words -1", "--data-words: -1 is out of range; give 1 to 16777216"),
     ("run 9A10 --unit cpu --data 1 2 --data-words 1", "--data-words: _DATA of 1 words does not hold the 2 words of --data"),
     ("run 9A10 --unit cpu --trace=/no/such/file", "--trace: cannot write '/no/such/file': No such file or directory"),
     ("run 9A10 --unit cpu --bogus", "The following argument was not expected: --bogus ('mcrhost run --help' shows the "

@@ -51,14 +51,17 @@ Expectation expectation_of(const RunOptions &options) {
   return expectation;
 }
 
+/// A number from 1 to a limit; complaints show it as it was typed.
+macro_word number_up_to(macro_word limit, const std::string &text, std::string_view option) {
+  const macro_word number = parse_word(text, option);
+  if (number < 1 || number > limit)
+    throw InputError(fmt::format("{}: {} is out of range; give 1 to {}", option, text, limit));
+  return number;
+}
+
 /// How often a run is to be made.
 macro_word times_of(const RunOptions &options) {
-  if (options.repeat.empty())
-    return 1;
-  const macro_word times = parse_word(options.repeat, "--repeat");
-  if (times < 1 || times > REPEAT_LIMIT)
-    throw InputError(fmt::format("--repeat: {} is out of range; give 1 to {}", options.repeat, REPEAT_LIMIT));
-  return times;
+  return options.repeat.empty() ? 1 : number_up_to(REPEAT_LIMIT, options.repeat, "--repeat");
 }
 
 void add_unit_options(Command &command, RunOptions &options) {
@@ -162,7 +165,7 @@ RunSpec spec_of(const RunOptions &options) {
                                    spec.data.size(), DATA_WORDS_LIMIT));
   }
   if (!options.data_words.empty())
-    spec.data_words = parse_word(options.data_words, "--data-words");
+    spec.data_words = number_up_to(DATA_WORDS_LIMIT, options.data_words, "--data-words");
   spec.rings = options.restore_open_rings ? OpenRings::restore
                : options.keep_open_rings  ? OpenRings::keep
                                           : OpenRings::usual;
