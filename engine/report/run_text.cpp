@@ -12,7 +12,9 @@ namespace {
 
 /// Of an array that is bad altogether, the first ones say enough.
 constexpr std::size_t FINDINGS_SHOWN = 16;
-constexpr std::string_view NOT_WRITTEN = "  --------";
+constexpr std::string_view NOT_WRITTEN = "--------";
+/// In rows that have an index and no names, words that were not written stand under the others' digits.
+constexpr std::string_view NOT_WRITTEN_IN_ROW = "  --------";
 
 std::string name_of_direction(const MacroEntry *entry, macro_word rw) {
   if (entry != nullptr)
@@ -30,11 +32,11 @@ std::string name_of_direction(const MacroEntry *entry, macro_word rw) {
   }
 }
 
-void append(std::string &text, const std::optional<macro_word> &word) {
+void append(std::string &text, const std::optional<macro_word> &word, std::string_view not_written) {
   if (word)
     append_hex(text, *word);
   else
-    text += NOT_WRITTEN;
+    text += not_written;
 }
 
 std::string rows_of(DataView data) {
@@ -43,7 +45,7 @@ std::string rows_of(DataView data) {
     if (i % WORDS_A_ROW == 0)
       rows += fmt::format("{}{:6}", i == 0 ? "" : "\n", i);
     rows += "  ";
-    append(rows, data[i]);
+    append(rows, data[i], NOT_WRITTEN_IN_ROW);
   }
   return rows.empty() ? rows : rows + "\n";
 }
@@ -63,7 +65,7 @@ void append_words(std::string &lines, const DecodedRecord &record, std::size_t w
       append_name(lines, i == 0 ? record.name() : std::string{}, width);
     }
     lines += "  ";
-    append(lines, record.word(i));
+    append(lines, record.word(i), NOT_WRITTEN);
   }
   lines += '\n';
 }
@@ -91,7 +93,7 @@ void append_block(std::string &lines, const DecodedBlock &block, std::size_t wid
         append_name(lines, block[i].name(), width);
       }
       lines += "  ";
-      append(lines, block[i].word(0));
+      append(lines, block[i].word(0), NOT_WRITTEN);
     }
     lines += '\n';
     return;
