@@ -1,10 +1,10 @@
 #include <string>
 
 #include "engine/catalogue/catalogue.hpp"
-#include "engine/text/error.hpp"
 #include "engine/catalogue/fields.hpp"
-#include "fuzz.hpp"
 #include "engine/catalogue/named_values.hpp"
+#include "engine/text/error.hpp"
+#include "fuzz.hpp"
 
 // Files of the catalogue.  What one that is taken says of its macros can be used.
 

@@ -2,10 +2,10 @@
 #include <vector>
 
 #include "engine/text/error.hpp"
-#include "fuzz.hpp"
+#include "engine/text/word_file.hpp"
 #include "engine/unit/ring_file.hpp"
 #include "engine/unit/selection.hpp"
-#include "engine/text/word_file.hpp"
+#include "fuzz.hpp"
 
 // Files of words: what --data-in and --expect read, and what 'ring restore' does; and units, as people type them.
 
@@ -21,13 +21,15 @@ void read(char kind, std::string_view content) {
     }
     case 't': {
       const std::vector<macro_word> words = engine::words_of_text(content, "fuzz");
-      fuzz::require(engine::words_of_text(engine::text_of(words), "fuzz") == words, "words are read as they were written");
+      fuzz::require(engine::words_of_text(engine::text_of(words), "fuzz") == words,
+                    "words are read as they were written");
       return;
     }
     case 'r':
     case 's':
-      fuzz::require(engine::ring_words(content, kind == 'r' ? "fuzz" : "fuzz.txt", shape).size() == engine::words_of(shape),
-                    "a ring file has the ring's words");
+      fuzz::require(
+          engine::ring_words(content, kind == 'r' ? "fuzz" : "fuzz.txt", shape).size() == engine::words_of(shape),
+          "a ring file has the ring's words");
       return;
     case 'u': {
       static const std::vector<scdb::Chip> chips{

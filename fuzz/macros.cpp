@@ -5,8 +5,8 @@
 
 #include "engine/catalogue/catalogue.hpp"
 #include "engine/catalogue/fields.hpp"
-#include "fuzz.hpp"
 #include "engine/run/runner.hpp"
+#include "fuzz.hpp"
 #include "scdb/macros.hpp"
 #include "scdb/session.hpp"
 

@@ -2,9 +2,9 @@
 #include <string>
 #include <vector>
 
+#include "engine/plan/plan.hpp"
 #include "engine/text/error.hpp"
 #include "fuzz.hpp"
-#include "engine/plan/plan.hpp"
 #include "scdb/macros.hpp"
 #include "scdb/session.hpp"
 

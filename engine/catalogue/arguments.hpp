@@ -38,8 +38,8 @@ class Arguments {
 
   /// Words of _DATA that the macro reads, or, for results, writes: up to the last one of the layout.
   [[nodiscard]] std::size_t data_words(bool input) const;
-  /// Words of _DATA that the macro may use, read or write; nothing where the entry says nothing of _DATA, or does not tell
-  /// what the macro does in this direction.
+  /// Words of _DATA that the macro may use, read or write; nothing where the entry says nothing of _DATA, or does not
+  /// tell what the macro does in this direction.
   [[nodiscard]] std::optional<std::size_t> area_words() const;
   /// The number of primitive calls, where the entry tells it.
   [[nodiscard]] std::optional<std::int64_t> accesses() const;

@@ -107,8 +107,8 @@ bool accepts(const Parameter &parameter, macro_word value, const Arguments &argu
 
 std::optional<macro_word> number_of(const FieldValue &field, const std::vector<NamedValue> &values,
                                     const std::vector<Flag> &flags) {
-  if (const macro_word *const number = std::get_if<macro_word>(&field.value))
-    return *number;
+  if (const std::int64_t *const number = std::get_if<std::int64_t>(&field.value))
+    return static_cast<macro_word>(*number);
   return number_of(std::get<std::string>(field.value), values, flags);
 }
 
@@ -265,7 +265,7 @@ class Filler {
 }  // namespace
 
 std::string describe(const FieldValue &field) {
-  const macro_word *const number = std::get_if<macro_word>(&field.value);
+  const std::int64_t *const number = std::get_if<std::int64_t>(&field.value);
   return fmt::format("{}={}", field.name,
                      number != nullptr ? std::to_string(*number) : std::get<std::string>(field.value));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -15,10 +16,14 @@ struct RunWords {
   std::vector<macro_word> data;
 };
 
-/// A field by its name, and its value: a number, or the name of one; a text may also be a number as people write it.
+/// A number from -2147483648 to 0xFFFFFFFF, a negative one standing for its two's complement; or the name of one, which
+/// may also be a number as people write it.
+using GivenValue = std::variant<std::int64_t, std::string>;
+
+/// A field by its name, and its value.
 struct FieldValue {
   std::string name;
-  std::variant<macro_word, std::string> value;
+  GivenValue value;
 };
 /// "index=5"
 [[nodiscard]] std::string describe(const FieldValue &field);

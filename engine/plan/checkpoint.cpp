@@ -16,7 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::string_view HEADING = "mcrhost checkpoint 1 ";
+constexpr std::string_view HEADING = "mcrhost checkpoint 2 ";
 constexpr std::size_t DIGEST_LENGTH = 16;
 
 /// Tells texts apart that differ by mistake: FNV-1a with 64 bits, in hexadecimal.

@@ -49,7 +49,7 @@ std::string_view key_of(Subject subject) {
 /// A field that a step goes through.
 struct Loop {
   std::string field;
-  std::vector<std::variant<macro_word, std::string>> values;
+  std::vector<GivenValue> values;
 };
 
 /// Reads a plan, and makes the runs of its steps.
@@ -139,9 +139,9 @@ class PlanReader final : TomlReader {
   // Fields and words.
 
   /// A number, or a text that names one.
-  [[nodiscard]] std::variant<macro_word, std::string> value(const toml::node &node, std::string_view what) const {
+  [[nodiscard]] GivenValue value(const toml::node &node, std::string_view what) const {
     if (node.is_integer())
-      return static_cast<macro_word>(integer(node, what, INT32_MIN, MACRO_ALL));
+      return integer(node, what, INT32_MIN, MACRO_ALL);
     if (!node.is_string())
       fail(node, fmt::format("'{}' must be a number, or a text in quotation marks", what));
     return text(node, what);
@@ -149,9 +149,9 @@ class PlanReader final : TomlReader {
   [[nodiscard]] std::vector<macro_word> words(const toml::table &table, std::string_view key) const {
     std::vector<macro_word> list;
     each(table, key, [&](const toml::node &element) {
-      const std::variant<macro_word, std::string> given = value(element, key);
-      const macro_word *const number = std::get_if<macro_word>(&given);
-      list.push_back(number != nullptr ? *number : at(element, [&] {
+      const GivenValue given = value(element, key);
+      const std::int64_t *const number = std::get_if<std::int64_t>(&given);
+      list.push_back(number != nullptr ? static_cast<macro_word>(*number) : at(element, [&] {
         return parse_word(std::get<std::string>(given), fmt::format("'{}'", key));
       }));
     });
@@ -166,10 +166,9 @@ class PlanReader final : TomlReader {
   }
 
   /// "0-31" or "0,2-3" as the numbers that it stands for.
-  [[nodiscard]] std::vector<std::variant<macro_word, std::string>> numbers(const toml::node &node,
-                                                                           std::string_view field) const {
+  [[nodiscard]] std::vector<GivenValue> numbers(const toml::node &node, std::string_view field) const {
     const std::string ranges = text(node, field);
-    std::vector<std::variant<macro_word, std::string>> values;
+    std::vector<GivenValue> values;
     for (const std::string_view piece : split(ranges, ',')) {
       const std::vector<std::string_view> ends = split(piece, '-');
       const auto end = [&](std::string_view number) { return at(node, [&] { return parse_word(number, field); }); };
@@ -181,7 +180,7 @@ class PlanReader final : TomlReader {
         fail(node, fmt::format("'{}' is '{}'; write numbers such as \"0-31\" or \"0,2-3\", or a list of values", field,
                                ranges));
       for (std::size_t i = 0; i <= last - first; ++i)
-        values.emplace_back(static_cast<macro_word>(first + i));
+        values.emplace_back(std::int64_t{first} + static_cast<std::int64_t>(i));
     }
     return values;
   }
@@ -214,8 +213,13 @@ class PlanReader final : TomlReader {
     const std::shared_ptr<const MacroEntry> entry = at(place_of_macro, [&] { return catalogue_.find(macro.name); });
     RunSpec spec;
     spec.rings = step.rings;
-    if (const toml::node *const node = table.get("rw"))
-      std::visit([&](auto &&choice) { spec.direction = std::forward<decltype(choice)>(choice); }, value(*node, "rw"));
+    if (const toml::node *const node = table.get("rw")) {
+      const GivenValue given = value(*node, "rw");
+      if (const std::int64_t *const number = std::get_if<std::int64_t>(&given))
+        spec.direction = static_cast<macro_word>(*number);
+      else
+        spec.direction = std::get<std::string>(given);
+    }
     spec.para = words(table, "para");
     spec.data = words(table, "data");
     if (const toml::table *const fields = table_of(table, "fields", "{index = 5}"))

@@ -58,8 +58,11 @@ class TextReporter : public PlanReporter {
                                    : reason_of(result.conclusion, result.verdict, step.verdict);
     details_ += fmt::format("  {}{}{}: {}{}\n", result.unit, result.values.empty() ? "" : "  ", result.values, reason,
                             step.repeat == 1 ? "" : fmt::format(", run {} of {}", result.runs, step.repeat));
-    details_ += sentences("failure", result.failures) + sentences("finding", result.findings)
-                + sentences("mismatch", result.mismatches) + sentences("note", result.notes);
+    // What a run that passed said was expected.
+    if (result.conclusion != Conclusion::passed || every_run_)
+      details_ += sentences("failure", result.failures) + sentences("finding", result.findings)
+                  + sentences("mismatch", result.mismatches);
+    details_ += sentences("note", result.notes);
   }
 
   void end_step(const StepEnd &end) override {
