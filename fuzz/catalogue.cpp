@@ -19,13 +19,18 @@ void use(const engine::MacroEntry &entry, macro_word rw, macro_word pattern) {
   for (const engine::Parameter &parameter : entry.parameters) {
     static_cast<void>(arguments.uses(parameter));
     static_cast<void>(accepted_by(parameter, &arguments));
-    static_cast<void>(text_of(parameter, pattern));
+    static_cast<void>(value_text(parameter, pattern));
   }
   static_cast<void>(arguments.accesses());
   static_cast<void>(arguments.data_words(true));
-  if (const std::size_t words = arguments.data_words(false); words <= MOST_WORDS)
-    for (const engine::ShownValue &value : shown_values(arguments, engine::DataWords(words, pattern)))
-      static_cast<void>(text_of(value));
+  static_cast<void>(arguments.area_words());
+  if (const std::size_t words = arguments.data_words(false); words <= MOST_WORDS) {
+    const engine::DataWords data(words, pattern);
+    const std::vector<engine::DecodedBlock> blocks = decode(arguments, data);
+    for (const engine::ShownValue &value : shown_values(blocks))
+      static_cast<void>(shown_text(value));
+    static_cast<void>(findings_of(arguments, data, blocks));
+  }
   static_cast<void>(with_fields(entry, rw, {para, std::vector<macro_word>(MOST_WORDS, pattern)}, {}));
 }
 
