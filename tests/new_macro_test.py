@@ -40,7 +40,7 @@ FOLDERS = {"cp": "cpu", "cpj": "cpu", "ma": "mac", "sc": "sc", "xb": "xb", "io":
 COPIED = ("include", "macrodebug", "catalogue", "tests", "setup")
 # What a run reads on the simulated server, and what a value beyond the last gives.
 READ = re.compile(r"^  value +0x[0-9A-F]{8}$", re.MULTILINE)
-REFUSED = re.compile(r"^failed: parameter refused: the number is not 0 to \d+ \(sub-code -1\), value 0x00000064$", re.MULTILINE)
+REFUSED = re.compile(r"^failure: parameter refused: the number is not 0 to \d+ \(sub-code -1\), value 0x00000064$", re.MULTILINE)
 
 SHAPE = "is no name of a macro: prefix, four upper-case hexadecimal digits, four decimal digits, as in cp_9F10_0101"
 REFUSALS = (

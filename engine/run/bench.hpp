@@ -66,8 +66,8 @@ class Bench {
   /// @throw std::bad_alloc
   [[nodiscard]] RunResult run(const RunRequest &request, StopToken *stop);
 
-  /// Writes the machine's state into the state file, whole or not at all; without such a file nothing is done, nor while a
-  /// dry run lasts.
+  /// Writes the machine's state into the state file, whole or not at all; without such a file nothing is done, nor
+  /// while a dry run lasts.
   /// @throw InputError when the machine gives no state, or the file cannot be written.
   void keep_state();
 
