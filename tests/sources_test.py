@@ -20,6 +20,15 @@ LAYERS = {
 }
 
 
+# What belongs to a program, and how it looks in code.
+OF_A_PROGRAM = {
+    "options": r'"[^"\n]*(?<![-<])--[a-z]',
+    "streams": r"\b(stdout|stderr|cout|cerr|clog)\b",
+    "an exit": r"\b_?exit\(",
+    "signals": r"\b(sigaction|signal)\(",
+}
+
+
 def within_layers(source, target):
     """Whether one file of a house of layers may include another of it; what belongs to no layer serves all."""
     house, layer, *inside = source.split("/")
@@ -74,6 +83,35 @@ class Dependencies(unittest.TestCase):
                         edges += 1
                         self.assertTrue(may_include(path, target), f"{path} may not include {target}")
         self.assertGreater(edges, 50)
+
+    def test_includes_are_written_from_the_root(self):
+        for source in sources():
+            path = os.path.relpath(source, SOURCE)
+            if path.startswith(("macrodebug/", "include/")):
+                continue  # macros include from their own root, as whoever adds one would elsewhere
+            for name in re.findall(r'^\s*#\s*include\s*"([^"]+)', source.read_text(), re.MULTILINE):
+                with self.subTest(source=path, include=name):
+                    self.assertTrue((SOURCE / name).is_file() or (INCLUDE / name).is_file() or name == "toml.hpp")
+
+    def test_the_engine_is_no_program(self):
+        """It has no options, no streams of the process and no exit, and asks no signal but the processor's faults."""
+        for source in sources():
+            path = os.path.relpath(source, SOURCE)
+            if not path.startswith("engine/"):
+                continue
+            code = re.sub(r"//.*", "", source.read_text())
+            for what, found in OF_A_PROGRAM.items():
+                if path == "engine/run/processor_fault.cpp" and what == "signals":
+                    continue
+                with self.subTest(source=path, what=what):
+                    self.assertNotRegex(code, found)
+
+    def test_a_program_is_recognised(self):
+        for what, line in (("options", 'throw InputError("--state: no");'), ("streams", 'std::cerr << "no";'),
+                           ("streams", "std::fflush(stdout);"), ("an exit", "std::exit(1);"),
+                           ("signals", "sigaction(SIGINT, &action, nullptr);")):
+            with self.subTest(line):
+                self.assertRegex(line, OF_A_PROGRAM[what])
 
     def test_the_rule_refuses(self):
         for source, target in (

@@ -10,7 +10,7 @@
 /// Results of runs by the names that the catalogue has for them.
 namespace engine {
 
-/// A result as `mcrhost run` names it: "value" for a field of a single record, "register 5" for a record of one word,
+/// A result as reports of runs name it: "value" for a field of a single record, "register 5" for a record of one word,
 /// "lane 0.locked" for a field of one record of several.
 struct ShownValue {
   std::string name;

@@ -42,9 +42,8 @@ std::string identity_of(const Plan &plan, const MachineInfo &machine, std::span<
 
 }  // namespace
 
-Checkpoint::Checkpoint(std::string path, const Plan &plan, const MachineInfo &machine,
-                       std::span<const scdb::Chip> chips)
-    : path_{std::move(path)}, identity_{identity_of(plan, machine, chips)} {}
+Checkpoint::Checkpoint(std::string path, const Plan &plan, Bench &bench)
+    : path_{std::move(path)}, bench_{bench}, identity_{identity_of(plan, bench.machine_info(), bench.chips())} {}
 
 void Checkpoint::refuse(const Wording &why) const {
   throw InputError{Subject::checkpoint, why.behind(fmt::format("'{}' ", path_))};
@@ -75,8 +74,11 @@ void Checkpoint::load() {
       lines_ += fmt::format("{}\n", lines[i]);
     }
     const Json state = Json::parse(lines[lines.size() - 2]);
-    if (state.contains("state"))
-      scdb::machine().load_state(state["state"].get<std::string>());
+    if (state.contains("state")) {
+      bench_.machine().load_state(state["state"].get<std::string>());
+      // What is kept for them belongs to the state of before.
+      scdb::forget_open_rings();
+    }
   } catch (const scdb::MachineError &error) {
     refuse(fmt::format("is of another machine: {}", error.what()));
   } catch (const nlohmann::json::exception &) {
@@ -89,12 +91,13 @@ void Checkpoint::load() {
 void Checkpoint::add(const CaseResult &result) {
   results_.push_back(result);
   lines_ += json_line(json_of(result));
-  write();
+  if (scdb::open_rings().empty())
+    write();
 }
 
 void Checkpoint::write() const {
   Json end = Json::object();
-  if (const std::optional<std::string> state = scdb::machine().save_state())
+  if (const std::optional<std::string> state = bench_.machine().save_state())
     end["state"] = *state;
   const std::string body = identity_ + lines_ + json_line(end);
   write_file(path_, fmt::format("{}{}\n{}", HEADING, digest_of(body), body), Subject::checkpoint);

@@ -13,15 +13,16 @@ namespace engine {
 /// afterwards.  It is replaced whole, or not at all.
 class Checkpoint {
  public:
-  /// @param chips  those of the machine, which the file names.
-  Checkpoint(std::string path, const Plan &plan, const MachineInfo &machine, std::span<const scdb::Chip> chips);
+  /// @param bench  must outlive it; the file names its machine and the chips.
+  Checkpoint(std::string path, const Plan &plan, Bench &bench);
 
   /// Takes up what the file keeps, and puts the machine into its state where there is one; then knows the results.
   /// @throw InputError for a file that does not exist, is damaged, or is of another plan or machine.
   void load();
   [[nodiscard]] const std::vector<CaseResult> &results() const { return results_; }
 
-  /// Adds a result, and writes the file with the machine as it is now.
+  /// Adds a result, and writes the file with the machine as it is now.  While rings are open, whose contents are not in
+  /// the file, it waits: a plan that goes on makes those runs again.
   /// @throw InputError when it cannot be written.
   void add(const CaseResult &result);
 
@@ -34,6 +35,7 @@ class Checkpoint {
   [[noreturn]] void refuse(const Wording &why) const;
 
   std::string path_;
+  Bench &bench_;
   std::string identity_;  ///< of the plan and the machine: a line
   std::string lines_;     ///< a line for each result
   std::vector<CaseResult> results_;

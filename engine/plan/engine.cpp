@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "engine/run/explain.hpp"
 #include "engine/text/error.hpp"
 
 namespace engine {
@@ -52,6 +53,8 @@ PlanEnd PlanEngine::run(const ClientInfo &client, StopToken &stop) {
   for (std::size_t i = 0; i < plan_.steps.size(); ++i)
     run_step(i, stop);
   end_.time = time();
+  if (end_.interrupted)
+    end_.conclusion = Conclusion::stopped;
   tell([&](PlanReporter &reporter) { reporter.end(end_); });
   return end_;
 }
@@ -93,6 +96,8 @@ void PlanEngine::run_cases(std::size_t index, StepEnd &end, StopToken &stop) {
         result = run_case(step, unit, variant, stop);
       if (!result) {
         end.skipped = stopped_;
+        if (end_.interrupted && end.made != 0)
+          end.conclusion = Conclusion::stopped;
         return;
       }
       result->step = index;
@@ -137,8 +142,10 @@ std::optional<CaseResult> PlanEngine::run_case(const PlanStep &step, const Selec
     ++result.runs;
     keep(request, run, variant.expectation, result);
     // Whatever came of it came of the stop.
-    if (run.stop && run.stop->cause != StopCause::own_limit && !may_go_on(stop))
+    if (run.stop && run.stop->cause != StopCause::own_limit && !may_go_on(stop)) {
+      std::ranges::move(fates_of_rings(run), std::back_inserter(end_.notes));
       return std::nullopt;
+    }
   } while (result.conclusion == Conclusion::passed && result.runs < step.repeat);
   result.end = now();
   return result;
@@ -158,7 +165,10 @@ void PlanEngine::keep(const RunRequest &request, const RunResult &run, const Exp
   result.failures = std::move(judgement.failures);
   result.findings = std::move(judgement.findings);
   result.mismatches = std::move(judgement.mismatches);
-  result.notes = std::move(judgement.notes);
+  // Also of earlier repetitions.
+  for (std::string &note : judgement.notes)
+    if (std::ranges::find(result.notes, note) == result.notes.end())
+      result.notes.push_back(std::move(note));
 }
 
 void PlanEngine::record(const CaseResult &result) {

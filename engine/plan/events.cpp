@@ -13,8 +13,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::array ALL_VERDICTS{Verdict::pass, Verdict::finding, Verdict::failure, Verdict::error, Verdict::stopped};
-
 /// A key without a value is left out.
 void add(Json &json, const char *key, const std::string &text) {
   if (!text.empty())
@@ -101,9 +99,8 @@ CaseResult case_of(const Json &json) {
   result.unit = json.at("unit");
   result.values = json.value("values", "");
   const std::optional<Conclusion> conclusion = conclusion_named(json.at("outcome").get<std::string>());
-  const auto *const verdict = std::ranges::find(ALL_VERDICTS, json.at("verdict").get<std::string>(),
-                                                [](Verdict row) { return std::string{name_of(row)}; });
-  if (!conclusion || verdict == ALL_VERDICTS.end())
+  const std::optional<Verdict> verdict = verdict_named(json.at("verdict").get<std::string>());;
+  if (!conclusion || !verdict)
     throw std::out_of_range("no such outcome");
   result.conclusion = *conclusion;
   result.verdict = *verdict;

@@ -79,6 +79,7 @@ struct StepEnd {
 struct PlanEnd {
   Conclusion conclusion{};
   bool interrupted = false;
+  std::vector<std::string> notes;  ///< what became of open rings of a run that was cut short and does not count
   std::size_t made = 0;
   std::size_t passed = 0;
   std::size_t total = 0;

@@ -24,8 +24,12 @@ namespace {
 constexpr std::size_t MOST_CASES = 100'000;
 constexpr double MOST_SECONDS_OF_A_STEP = 7 * 24 * 3600.0;
 
-constexpr std::array<Name<Verdict>, 3> VERDICTS{
-    {{"pass", Verdict::pass}, {"finding", Verdict::finding}, {"failure", Verdict::failure}}};
+std::array<Name<Verdict>, EXPECTABLE_VERDICTS.size()> verdict_names() {
+  std::array<Name<Verdict>, EXPECTABLE_VERDICTS.size()> names{};
+  for (std::size_t i = 0; i < names.size(); ++i)
+    names[i] = {name_of(EXPECTABLE_VERDICTS[i]), EXPECTABLE_VERDICTS[i]};
+  return names;
+}
 constexpr std::array<Name<OpenRings>, 2> RINGS{{{"restore", OpenRings::restore}, {"keep", OpenRings::keep}}};
 
 /// What is called so in a plan.
@@ -91,7 +95,7 @@ class PlanReader final : TomlReader {
     step.go_on = boolean(table, "continue", go_on_);
     step.timeout = timeout(table, timeout_);
     step.repeat = static_cast<macro_word>(integer(table, "repeat", 1, 1, REPEAT_LIMIT));
-    step.verdict = choice(table, "verdict", VERDICTS, Verdict::pass);
+    step.verdict = choice(table, "verdict", verdict_names(), Verdict::pass);
     step.rings = choice(table, "open-rings", RINGS, OpenRings::usual);
     const std::vector<std::string> names = one_or_more(table, "macro");
     for (const std::string &name : names)

@@ -134,7 +134,7 @@ std::string data_of(const MacroEntry &entry, bool input, SubjectName name) {
 std::string outcomes_of(const MacroEntry &entry) {
   std::string page;
   if (!entry.findings.empty()) {
-    page += "\nFindings (exit status 1):\n";
+    page += "\nFindings:\n";
     for (const FindingRule &rule : entry.findings)
       page += filled(with_scope(rule.title, rule, entry), 2);
   }

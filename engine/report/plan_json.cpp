@@ -56,6 +56,7 @@ class JsonReporter : public PlanReporter {
     write({{"event", "end"},
            {"outcome", name_of(end.conclusion)},
            {"interrupted", end.interrupted},
+           {"notes", end.notes},
            {"made", end.made},
            {"passed", end.passed},
            {"runs", end.total},

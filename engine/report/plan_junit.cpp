@@ -104,9 +104,16 @@ std::string property(std::string_view name, std::string_view value) {
 std::string sentences_of(const CaseResult &result) {
   std::string lines;
   for (const auto &[what, all] : {std::pair{"failure", &result.failures}, std::pair{"finding", &result.findings},
-                                  std::pair{"mismatch", &result.mismatches}, std::pair{"note", &result.notes}})
+                                  std::pair{"mismatch", &result.mismatches}})
     for (const std::string &sentence : *all)
       lines += fmt::format("{}: {}\n", what, sentence);
+  return lines;
+}
+
+std::string notes_of(const CaseResult &result) {
+  std::string lines;
+  for (const std::string &note : result.notes)
+    lines += fmt::format("note: {}\n", note);
   return lines;
 }
 
@@ -133,10 +140,12 @@ class JunitReporter : public PlanReporter {
     if (result.conclusion != Conclusion::passed) {
       const std::string_view element = result.conclusion == Conclusion::failed ? "failure" : "error";
       inside = fmt::format("      <{} type=\"{}\" message=\"{}\">{}</{}>\n", element,
-                           result.mismatches.empty() ? name_of(result.verdict) : "mismatch",
+                           result.verdict != step.verdict ? name_of(result.verdict) : "mismatch",
                            xml(reason_of(result.conclusion, result.verdict, step.verdict)),
                            xml(sentences_of(result), true), element);
     }
+    if (!result.notes.empty())
+      inside += fmt::format("      <system-out>{}</system-out>\n", xml(notes_of(result), true));
     add_case(variant.request.macro->name, name, seconds(result.begin, result.end), inside, result.conclusion);
   }
 

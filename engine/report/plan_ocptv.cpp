@@ -25,8 +25,8 @@ std::string_view status_of(Conclusion outcome) {
     case Conclusion::failed:
       return "COMPLETE";
     case Conclusion::error:
-    case Conclusion::stopped:
       return "ERROR";
+    case Conclusion::stopped:
     case Conclusion::skipped:
       break;
   }
@@ -74,6 +74,8 @@ class OcptvReporter : public PlanReporter {
   }
 
   void add(const PlanStep &step, const PlanVariant &variant, const CaseResult &result) override {
+    for (const std::string &note : result.notes)
+      add_to_step(result.end, "log", {{"severity", "INFO"}, {"message", in_its_place(result, note)}});
     for (const MeasuredValue &value : result.measured)
       if (value.number)
         add_measurement(variant, result, value);
@@ -92,8 +94,6 @@ class OcptvReporter : public PlanReporter {
       diagnose(variant, result, "FAIL", "finding", finding);
     for (const std::string &mismatch : result.mismatches)
       diagnose(variant, result, "FAIL", "mismatch", mismatch);
-    for (const std::string &note : result.notes)
-      add_to_step(result.end, "log", {{"severity", "INFO"}, {"message", in_its_place(result, note)}});
     if (message_of(result).empty())
       diagnose(variant, result, "FAIL", "unexpected", reason_of(result.conclusion, result.verdict, step.verdict));
   }
@@ -109,8 +109,10 @@ class OcptvReporter : public PlanReporter {
       add_to_run(end.time, "log",
                  {{"severity", "WARNING"},
                   {"message", fmt::format("interrupted: {} of {} runs were made", end.made, end.total)}});
+    for (const std::string &note : end.notes)
+      add_to_run(end.time, "log", {{"severity", "WARNING"}, {"message", note}});
     // Where a stop was asked for, or a run could not tell, nothing is said of the hardware as a whole.
-    const Conclusion outcome = end.interrupted ? Conclusion::skipped : end.conclusion;
+    const Conclusion outcome = end.conclusion;
     add_to_run(end.time, "testRunEnd",
                {{"status", status_of(outcome)},
                 {"result", outcome == Conclusion::passed   ? "PASS"

@@ -54,7 +54,8 @@ class TextReporter : public PlanReporter {
     }
     ++shown_;
     const std::string reason = result.conclusion == Conclusion::passed
-                                   ? std::string{name_of(result.verdict)}
+                                   ? fmt::format("{}{}", name_of(result.verdict),
+                                                 result.verdict == Verdict::pass ? "" : ", as expected")
                                    : reason_of(result.conclusion, result.verdict, step.verdict);
     details_ += fmt::format("  {}{}{}: {}{}\n", result.unit, result.values.empty() ? "" : "  ", result.values, reason,
                             step.repeat == 1 ? "" : fmt::format(", run {} of {}", result.runs, step.repeat));
@@ -83,7 +84,9 @@ class TextReporter : public PlanReporter {
       line += fmt::format(", {} not made", end.total - end.made);
     if (end.skipped_steps != 0)
       line += fmt::format(", {} skipped", count_of(end.skipped_steps, "step"));
-    sink_(fmt::format("{}{}\n", end.interrupted ? "interrupted, " : "", line));
+    for (const std::string &note : end.notes)
+      line += fmt::format("\nnote: {}", note);
+    sink_(line + "\n");
   }
 
  private:

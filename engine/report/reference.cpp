@@ -12,7 +12,7 @@
 namespace engine {
 namespace {
 
-constexpr std::string_view MADE = "<!-- Made of the catalogue by 'mcrhost reference'; changes belong there. -->\n\n";
+constexpr std::string_view MADE = "<!-- Made of the catalogue; changes belong there. -->\n\n";
 
 /// A text as Markdown shows it: what would be mark-up is not.
 std::string plain(std::string_view text) {
@@ -183,7 +183,7 @@ std::string reference_index(std::span<const std::shared_ptr<const Family>> famil
     count += names.size();
     table.add({fmt::format("[{}]({}.md)", plain(family.title), family.name), joined(names, ", ")});
   }
-  return fmt::format("{}# The macros\n\n{} macros in {} families. `mcrhost show MACRO` prints the same.\n", MADE, count,
+  return fmt::format("{}# The macros\n\n{} macros in {} families.\n", MADE, count,
                      families.size())
          + table.text();
 }

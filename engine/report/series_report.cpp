@@ -35,6 +35,11 @@ std::string names_of(const std::vector<Selection> &units) {
   return names;
 }
 
+/// "lmcr_jtag"; of a ring that was put back without a call, that.
+std::string_view name_of_call(const PlannedWrite &write) {
+  return write.primitive ? scdb::name_of(*write.primitive) : std::string_view{"restored"};
+}
+
 }  // namespace
 
 std::string summary_of(const Tally &tally) {
@@ -63,7 +68,7 @@ Json json_of(const Tally &tally) {
 std::string text_of_writes(const std::vector<PlannedWrite> &writes) {
   std::string text;
   for (const PlannedWrite &write : writes) {
-    text += fmt::format("  {:<8}  {:<12}  {}", write.where, scdb::name_of(write.primitive), write.what);
+    text += fmt::format("  {:<8}  {:<12}  {}", write.where, name_of_call(write), write.what);
     if (write.before)
       text += fmt::format("  {} ->", hex(*write.before));
     for (const macro_word word : write.words)
@@ -80,7 +85,7 @@ nlohmann::ordered_json json_of(const std::vector<PlannedWrite> &writes) {
     for (const macro_word word : write.words)
       words.push_back(hex(word));
     nlohmann::ordered_json row{{"chip", write.where},
-                               {"primitive", scdb::name_of(write.primitive)},
+                               {"primitive", write.primitive ? Json(scdb::name_of(*write.primitive)) : Json(nullptr)},
                                {"what", write.what},
                                {"words", std::move(words)}};
     if (write.before)

@@ -42,7 +42,7 @@ scdb::Machine &Bench::machine() {
     try {
       if (!source_.state.empty())
         load_state();
-    } catch (const InputError &) {
+    } catch (...) {
       // Nothing works on a machine in another state than the one that is kept, nor keeps that one.
       given_ = scdb::attach(nullptr);
       throw;
@@ -95,32 +95,47 @@ RunResult Bench::run(const RunRequest &request, StopToken *stop) {
   static_cast<void>(machine());
   if (!runner_)
     runner_.emplace();
+  const std::vector<scdb::OpenRing> before = scdb::open_rings();
   RunResult result = runner_->run(request, stop);
-  see_to_rings(request, result);
+  result.rings = see_to_rings(request.rings, before);
   return result;
 }
 
-void Bench::see_to_rings(const RunRequest &request, RunResult &run) {
+std::vector<RingLeft> Bench::see_to_rings(OpenRings wanted, std::span<const scdb::OpenRing> before) {
+  if (wanted == OpenRings::restore || (wanted == OpenRings::usual && machine_info().simulated))
+    return restore_rings(before);
+  std::vector<RingLeft> rings;
+  for (const scdb::OpenRing &ring : scdb::open_rings()) {
+    const bool was_open = std::ranges::find(before, ring) != before.end();
+    rings.push_back({ring,
+                     wanted == OpenRings::keep ? RingLeft::Fate::kept_open
+                     : was_open                ? RingLeft::Fate::still_open
+                                               : RingLeft::Fate::left_open,
+                     scdb::Reason::none});
+  }
+  return rings;
+}
+
+std::vector<RingLeft> Bench::restore_rings(std::span<const scdb::OpenRing> before) {
+  static_cast<void>(machine());
   const std::vector<scdb::OpenRing> open = scdb::open_rings();
   if (open.empty())
-    return;
-  const bool restore =
-      request.rings == OpenRings::restore || (request.rings == OpenRings::usual && machine_info().simulated);
-  scdb::Outcome outcome;
-  if (restore)
-    outcome = scdb::restore_open_rings();
-  const std::vector<scdb::OpenRing> still_open = scdb::open_rings();
+    return {};
+  const scdb::Outcome outcome = scdb::restore_open_rings();
+  const std::vector<scdb::OpenRing> left = scdb::open_rings();
+  std::vector<RingLeft> rings;
   for (const scdb::OpenRing &ring : open) {
-    const bool left = std::ranges::find(still_open, ring) != still_open.end();
-    if (!left)
-      run.rings.push_back({ring, RingLeft::Fate::restored, scdb::Reason::none});
-    else if (restore)
-      run.rings.push_back({ring, RingLeft::Fate::not_restored, outcome.reason});
-    else
-      run.rings.push_back({ring,
-                           request.rings == OpenRings::keep ? RingLeft::Fate::kept_open : RingLeft::Fate::left_open,
-                           scdb::Reason::none});
+    if (std::ranges::find(left, ring) == left.end()) {
+      rings.push_back({ring, RingLeft::Fate::restored, scdb::Reason::none});
+      continue;
+    }
+    // Of several the primitive library tells why the first was not restored.
+    const bool known = !outcome.placed || outcome.place == ring.chip;
+    const bool was_open = std::ranges::find(before, ring) != before.end();
+    rings.push_back({ring, was_open ? RingLeft::Fate::still_open : RingLeft::Fate::not_restored,
+                     known ? outcome.reason : scdb::Reason::none});
   }
+  return rings;
 }
 
 void Bench::keep_state() {

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -66,6 +67,11 @@ class Bench {
   /// @throw std::bad_alloc
   [[nodiscard]] RunResult run(const RunRequest &request, StopToken *stop);
 
+  /// Puts back what open rings held before they were opened.
+  /// @param before  rings that an earlier run is to blame for.
+  /// @return all that were open, and what became of them.
+  std::vector<RingLeft> restore_rings(std::span<const scdb::OpenRing> before = {});
+
   /// Writes the machine's state into the state file, whole or not at all; without such a file nothing is done, nor
   /// while a dry run lasts.
   /// @throw InputError when the machine gives no state, or the file cannot be written.
@@ -78,7 +84,8 @@ class Bench {
 
  private:
   void load_state();
-  void see_to_rings(const RunRequest &request, RunResult &run);
+  /// @param before  the rings that were open before the run.
+  [[nodiscard]] std::vector<RingLeft> see_to_rings(OpenRings wanted, std::span<const scdb::OpenRing> before);
 
   BenchSource source_;
   std::unique_ptr<scdb::Machine> given_;  ///< until it is opened; null: the source describes the machine

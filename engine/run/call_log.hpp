@@ -17,6 +17,9 @@ struct CallPosition {
 /// Counts the primitive calls of a run and keeps the latest, without allocating: it is read after a fault.
 class CallLog : public scdb::Observer {
  public:
+  /// Deeper than macros can be nested.
+  static constexpr std::size_t DEPTHS = 80;
+
   [[nodiscard]] scdb::Reason before(const scdb::Call &call) override {
     position_ = {.number = ++count_, .primitive = call.primitive, .finished = false};
     if (call.depth < numbers_.size())
@@ -34,9 +37,6 @@ class CallLog : public scdb::Observer {
   [[nodiscard]] const CallPosition &position() const { return position_; }
 
  private:
-  /// Deeper than macros can be nested.
-  static constexpr std::size_t DEPTHS = 80;
-
   unsigned count_ = 0;
   CallPosition position_;
   std::array<unsigned, DEPTHS> numbers_{};  ///< the number of the call under way at each depth

@@ -12,7 +12,7 @@ namespace engine {
 /// A write that would have reached the hardware.
 struct PlannedWrite {
   std::string where;                 ///< the chip, "cpu:0.0"; for a macro that the machine offers, its unit
-  scdb::Primitive primitive{};       ///< the call that made it
+  std::optional<scdb::Primitive> primitive;  ///< the call that made it; nothing where an open ring was put back
   std::string what;                  ///< "code 0xB0"
   std::optional<macro_word> before;  ///< what stood there, where it is known
   std::vector<macro_word> words;     ///< what is written
@@ -38,7 +38,11 @@ class DryRun {
       primitive = call.primitive;
       return scdb::Reason::none;
     }
-    scdb::Primitive primitive{};
+    void after(const scdb::Call &call, const scdb::CallResult & /*result*/) override {
+      if (call.depth == 0)
+        primitive.reset();
+    }
+    std::optional<scdb::Primitive> primitive;
   };
   class Copy;
 

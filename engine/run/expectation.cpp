@@ -19,11 +19,9 @@ std::string_view name_of(Verdict verdict) {
   return VERDICTS.at(static_cast<std::size_t>(verdict));
 }
 
-std::optional<Verdict> expectable_verdict(std::string_view name) {
-  for (const Verdict verdict : {Verdict::pass, Verdict::finding, Verdict::failure})
-    if (name_of(verdict) == name)
-      return verdict;
-  return std::nullopt;
+std::optional<Verdict> verdict_named(std::string_view name) {
+  const auto *const found = std::ranges::find(VERDICTS, name);
+  return found == VERDICTS.end() ? std::nullopt : std::optional{static_cast<Verdict>(found - VERDICTS.begin())};
 }
 
 std::vector<macro_word> masks_for(std::vector<macro_word> masks, std::size_t words) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -22,8 +23,10 @@ enum class Verdict : std::uint8_t {
 };
 /// "pass", "finding", "failure", "error", "stopped".
 [[nodiscard]] std::string_view name_of(Verdict verdict);
-/// The reverse, of the first three: what can be expected.
-[[nodiscard]] std::optional<Verdict> expectable_verdict(std::string_view name);
+/// The reverse.
+[[nodiscard]] std::optional<Verdict> verdict_named(std::string_view name);
+/// What can be expected of a run.
+inline constexpr std::array EXPECTABLE_VERDICTS{Verdict::pass, Verdict::finding, Verdict::failure};
 
 /// What a run should come to.
 struct Expectation {

@@ -118,10 +118,11 @@ struct FateTitle {
   std::string_view name;
   std::string_view title;
 };
-constexpr std::array<FateTitle, 4> FATES{{
+constexpr std::array<FateTitle, 5> FATES{{
     {Fate::restored, "restored", "rings left open, restored"},
     {Fate::not_restored, "not restored", "rings left open, not restored"},
     {Fate::left_open, "left open", "rings left open"},
+    {Fate::still_open, "still open", "rings that an earlier run left open, still open"},
     {Fate::kept_open, "kept open", "rings kept open"},
 }};
 
@@ -192,9 +193,17 @@ std::vector<std::string> failures_of(const RunResult &run, const MacroEntry *ent
   return failures;
 }
 
+std::vector<std::string> fates_of_rings(const RunResult &run) {
+  std::vector<std::string> sentences;
+  for (const FateTitle &row : FATES)
+    if (std::string sentence = sentence_of(run, row.fate); !sentence.empty())
+      sentences.push_back(std::move(sentence));
+  return sentences;
+}
+
 std::vector<std::string> notes_of(const RunResult &run) {
   std::vector<std::string> notes;
-  for (const Fate fate : {Fate::restored, Fate::kept_open})
+  for (const Fate fate : {Fate::restored, Fate::still_open, Fate::kept_open})
     if (std::string sentence = sentence_of(run, fate); !sentence.empty())
       notes.push_back(std::move(sentence));
   return notes;

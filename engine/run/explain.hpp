@@ -30,10 +30,13 @@ struct RecordWord {
 /// What else became of open rings, a sentence each: "rings left open, restored: cpu:0.0 ring 0x3C".
 [[nodiscard]] std::vector<std::string> notes_of(const RunResult &run);
 
+/// What became of all rings that were open at the end of a run, a sentence for each fate.
+[[nodiscard]] std::vector<std::string> fates_of_rings(const RunResult &run);
+
 /// What a sub-code means in all macros; empty for one that has no common meaning.
 [[nodiscard]] std::string_view title_of_sub_code(macro_word code);
 
-/// "restored", "not restored", "left open", "kept open".
+/// "restored", "not restored", "left open", "still open", "kept open".
 [[nodiscard]] std::string_view name_of(RingLeft::Fate fate);
 
 /// "read", "write", "unknown".

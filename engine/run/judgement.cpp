@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 
 #include "engine/run/explain.hpp"
 #include "engine/text/words.hpp"
@@ -106,6 +107,8 @@ std::optional<Conclusion> conclusion_named(std::string_view name) {
 }
 
 Judgement judge(const RunRequest &request, const RunResult &run, const Expectation &expectation) {
+  if (expectation.masks.size() != expectation.words.size() || (!expectation.named.empty() && !request.entry))
+    throw std::logic_error("an expectation has a mask for each word, and names where the catalogue has an entry");
   Judgement judgement;
   judgement.failures = failures_of(run, request.entry.get());
   judgement.notes = notes_of(run);

@@ -57,7 +57,9 @@ struct Judgement {
   std::vector<MeasuredValue> checked;   ///< results of which something was expected
 };
 
+/// @throw std::logic_error for an expectation with fewer masks than words, or with names for a macro without an entry.
 [[nodiscard]] Judgement judge(const RunRequest &request, const RunResult &run, const Expectation &expectation);
+Judgement judge(const RunRequest &request, RunResult &&run, const Expectation &expectation) = delete;
 
 /// Results with names of which nothing was expected; none of a dump.
 [[nodiscard]] std::vector<MeasuredValue> measured_values(const Judgement &judgement);

@@ -83,7 +83,12 @@ std::optional<ProcessorFault> FaultTraps::catch_faults(void (*body)(void *), voi
   if (sigsetjmp(resume, 0) != 0)
     return caught;
   catching = 1;
-  body(context);
+  try {
+    body(context);
+  } catch (...) {
+    catching = 0;
+    throw;
+  }
   catching = 0;
   return std::nullopt;
 }

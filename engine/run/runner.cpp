@@ -13,6 +13,9 @@ constexpr macro_word background(std::size_t index) {
   return 0xA5C35A3C ^ static_cast<macro_word>(index) * 0x9E3779B1U;
 }
 
+/// Areas of _DATA of up to so many bytes serve other runs as well.
+constexpr std::size_t LARGEST_KEPT = std::size_t{1} << 20;
+
 /// What a word of _DATA holds before the run.
 macro_word before_run(const RunRequest &request, std::size_t index) {
   if (index < request.data.size())
@@ -129,6 +132,9 @@ RunResult Runner::run(const RunRequest &request, StopToken *stop) {
   std::ranges::copy(err_.words(), result.record.begin());
   result.data = written_words(request, data_->words());
   result.underruns = underruns();
+  // What is larger than any macro needs was asked for once.
+  if (data_->bytes() > LARGEST_KEPT)
+    data_areas_.erase(data_->bytes());
   return result;
 }
 

@@ -74,8 +74,9 @@ struct RingLeft {
   enum class Fate : std::uint8_t {
     restored,
     not_restored,  ///< it was tried and failed
-    left_open,
-    kept_open,  ///< as was asked for
+    left_open,     ///< by this run
+    still_open,    ///< as an earlier run had left it
+    kept_open,     ///< as was asked for
   };
   scdb::OpenRing ring;
   Fate fate = Fate::left_open;

@@ -1,5 +1,8 @@
 #include "engine/run/series.hpp"
 
+#include <algorithm>
+#include <utility>
+
 namespace engine {
 
 std::size_t Tally::size() const {
@@ -26,7 +29,13 @@ Tally run_series(Bench &bench, const RunRequest &request, std::span<const Select
       outcome.last = bench.run(outcome.request, &stop);
       ++outcome.made;
       made(outcome.last);
+      std::vector<std::string> notes = std::move(outcome.judgement.notes);
       outcome.judgement = judge(outcome.request, outcome.last, rules.expectation);
+      // Also of earlier repetitions.
+      for (std::string &note : outcome.judgement.notes)
+        if (std::ranges::find(notes, note) == notes.end())
+          notes.push_back(std::move(note));
+      outcome.judgement.notes = std::move(notes);
       outcome.conclusion = outcome.judgement.conclusion;
     } while (outcome.conclusion == Conclusion::passed && outcome.made < rules.times && !stop.stopped());
     if (outcome.conclusion == Conclusion::passed && outcome.made < rules.times)

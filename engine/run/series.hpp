@@ -21,6 +21,14 @@ struct SeriesRules {
 
 /// What came of the runs on one unit.
 struct UnitOutcome {
+  UnitOutcome() = default;
+  ~UnitOutcome() = default;
+  // The judgement looks into the last run: they move together.
+  UnitOutcome(UnitOutcome &&) = default;
+  UnitOutcome &operator=(UnitOutcome &&) = default;
+  UnitOutcome(const UnitOutcome &) = delete;
+  UnitOutcome &operator=(const UnitOutcome &) = delete;
+
   RunRequest request;   ///< with the unit
   RunResult last;       ///< of the last run
   Judgement judgement;  ///< of the last run

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/run/call_log.hpp"
 #include "engine/text/sink.hpp"
 #include "scdb/observer.hpp"
 
@@ -28,15 +29,12 @@ class Trace : public scdb::Observer {
   }
 
  private:
-  /// Deeper than macros can be nested.
-  static constexpr std::size_t DEPTHS = 80;
-
   void write_pending();
 
   Sink sink_;
   unsigned count_ = 0;
   std::vector<std::string> pending_;             ///< lines of the outermost call under way and those below it
-  std::array<std::size_t, DEPTHS> under_way_{};  ///< for each depth, the index in pending_ of its call
+  std::array<std::size_t, CallLog::DEPTHS> under_way_{};  ///< for each depth, the index in pending_ of its call
   std::vector<bool> returned_;                   ///< for each line of pending_
 };
 

@@ -96,7 +96,7 @@ ExitStatus run_plan(const PlanOptions &options) {
   const std::vector<std::unique_ptr<PlanReporter>> reporters = make_reporters(options);
   std::optional<Checkpoint> checkpoint;
   if (!options.checkpoint.empty()) {
-    checkpoint.emplace(options.checkpoint, plan, bench->machine_info(), bench->chips());
+    checkpoint.emplace(options.checkpoint, plan, *bench);
     if (options.resume)
       checkpoint->load();
     else

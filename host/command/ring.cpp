@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "engine/report/run_report.hpp"
+#include "engine/run/explain.hpp"
 #include "engine/text/words.hpp"
 #include "engine/unit/ring_file.hpp"
 #include "engine/unit/ring_place.hpp"
@@ -216,20 +217,20 @@ void add(Command &group, Action &action, const RingPart &row) {
 /// Puts back what rings held that a run of this process left open: the machine that it worked on is still there.
 ExitStatus restore_open(const CommonOptions &options) {
   BenchInUse bench{options};
-  const std::vector<scdb::OpenRing> rings = scdb::open_rings();
-  const scdb::Outcome outcome = scdb::restore_open_rings();
-  const std::vector<scdb::OpenRing> left = scdb::open_rings();
+  const std::vector<RingLeft> rings = bench->restore_rings();
   std::string text = fmt::format("ring restore-open  on {}\n", label_of(bench->machine_info()));
-  for (const scdb::OpenRing &ring : rings)
-    text += fmt::format("{}  ring 0x{:02X} {}\n", scdb::to_string(ring.chip), ring.ring,
-                        std::ranges::find(left, ring) == left.end()
-                            ? "restored"
-                            : fmt::format("not restored: {}", scdb::title_of(outcome.reason)));
+  bool all_restored = true;
+  for (const RingLeft &left : rings) {
+    const std::string why = left.reason == scdb::Reason::none ? "" : fmt::format(": {}", scdb::title_of(left.reason));
+    text += fmt::format("{}  ring 0x{:02X} {}{}\n", scdb::to_string(left.ring.chip), left.ring.ring, name_of(left.fate),
+                        why);
+    all_restored = all_restored && left.fate == RingLeft::Fate::restored;
+  }
   if (rings.empty())
     text += "no ring is open\n";
   bench->keep_state();
   write_output(text);
-  return outcome.ok() ? ExitStatus::ok : ExitStatus::failed;
+  return all_restored ? ExitStatus::ok : ExitStatus::failed;
 }
 
 }  // namespace

@@ -89,9 +89,9 @@ class RunCommand {
 
   void report(const UnitOutcome &outcome) {
     progress_->clear();
+    bench_->keep_state();
     if (!options_.data_out.empty())
       write_words(options_.data_out, data_words(outcome.request, outcome.last), "--data-out");
-    bench_->keep_state();
     const FinishedRun finished{outcome.request, outcome.last, outcome.judgement, bench_->machine_info()};
     // Several objects are one a line, so that a program can take each as it comes.
     if (options_.common.json)
