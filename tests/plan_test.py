@@ -188,7 +188,7 @@ class Plans(unittest.TestCase):
                 output, _ = process.communicate(timeout=60)
                 if number == signal.SIGINT:
                     self.assertEqual(process.returncode, FAILED)
-                    self.assertRegex(output, r"passed   cleanup: reset  .*\n(.*\n)?interrupted, passed: \d+ of 129 runs as expected, ")
+                    self.assertRegex(output, r"passed   cleanup: reset  .*\n(.*\n)?stopped: \d+ of 129 runs as expected, ")
                 again = self.plan(arguments + " --resume")
                 self.assertEqual((again.stdout, again.stderr, again.returncode), (whole.stdout, "", OK))
                 self.assertEqual((self.folder / "parts").read_text(), (self.folder / "whole").read_text())
@@ -217,7 +217,7 @@ class Plans(unittest.TestCase):
         self.assertEqual(process.returncode, FAILED)
         self.assertEqual(output, "skipped  endless         io_9685_0101  interrupted\n"
                                  "passed   cleanup: reset  cp_9A11_0101  1 run\n"
-                                 "interrupted, passed: 1 of 2 runs as expected, 1 not made, 1 step skipped\n")
+                                 "stopped: 1 of 2 runs as expected, 1 not made, 1 step skipped\n")
         self.assertEqual(ocptv.check((self.folder / "results.jsonl").read_text())[-1][1]["status"], "SKIP")
         self.assertEqual(junitparser.JUnitXml.fromfile(str(self.folder / "results.xml")).skipped, 1)
 
