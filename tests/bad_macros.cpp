@@ -111,7 +111,8 @@ BAD_MACRO(sp_000B_0101) {
   return reinterpret_cast<int (*)()>(nowhere)();
 }
 
-// Writes _PARA[0] to a control register, opens ring 0x3C, and lets a primitive read it to where _DATA has no room for it.
+// Writes _PARA[0] to a control register, opens ring 0x3C, and lets a primitive read it to where _DATA has no room for
+// it.
 BAD_MACRO(sp_000C_0101) {
   lmcr_jtag(MACRO_ALL, MACRO_ALL, MACRO_ALL, 1, 0x41, _PARA[0], 1, &_RETURN, _ERR, _UNIT_TYPE, _UNIT_NO, _MRING);
   lmcr_scan(128, MACRO_ALL, MACRO_ALL, MACRO_ALL, 0x3C, _SCANBUFFER, 1, &_RETURN, _ERR, _UNIT_TYPE, _UNIT_NO, _MRING);

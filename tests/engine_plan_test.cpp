@@ -33,9 +33,7 @@ class Plans : public testing::Test {
     StopToken token{stop};
     return PlanEngine{bench_, plan, std::move(reporters), checkpoint}.run({"test", "1.0", "test plan"}, token);
   }
-  [[nodiscard]] Checkpoint checkpoint_of(const Plan &plan) {
-    return {folder_.path("kept"), plan, bench_};
-  }
+  [[nodiscard]] Checkpoint checkpoint_of(const Plan &plan) { return {folder_.path("kept"), plan, bench_}; }
 
   support::Folder folder_;
   Bench bench_{BenchSource{{}, {}, {MACRO_LIBRARY}, {}}};

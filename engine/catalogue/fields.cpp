@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "engine/text/error.hpp"
 #include "engine/text/words.hpp"
@@ -107,7 +106,7 @@ bool accepts(const Parameter &parameter, macro_word value, const Arguments &argu
 
 std::optional<macro_word> number_of(const FieldValue &field, const std::vector<NamedValue> &values,
                                     const std::vector<Flag> &flags) {
-  if (const std::int64_t *const number = std::get_if<std::int64_t>(&field.value))
+  if (const auto *const number = std::get_if<std::int64_t>(&field.value))
     return static_cast<macro_word>(*number);
   return number_of(std::get<std::string>(field.value), values, flags);
 }
@@ -265,7 +264,7 @@ class Filler {
 }  // namespace
 
 std::string describe(const FieldValue &field) {
-  const std::int64_t *const number = std::get_if<std::int64_t>(&field.value);
+  const auto *const number = std::get_if<std::int64_t>(&field.value);
   return fmt::format("{}={}", field.name,
                      number != nullptr ? std::to_string(*number) : std::get<std::string>(field.value));
 }
@@ -307,7 +306,7 @@ ValueNames value_names(const MacroEntry &entry, std::string_view field) {
 }
 
 macro_word direction_of(const DirectionChoice &choice, const MacroEntry *entry) {
-  if (const macro_word *const number = std::get_if<macro_word>(&choice))
+  if (const auto *const number = std::get_if<macro_word>(&choice))
     return *number;
   const bool has_directions = entry != nullptr && !entry->directions.empty();
   if (std::holds_alternative<std::monostate>(choice)) {

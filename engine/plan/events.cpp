@@ -99,7 +99,8 @@ CaseResult case_of(const Json &json) {
   result.unit = json.at("unit");
   result.values = json.value("values", "");
   const std::optional<Conclusion> conclusion = conclusion_named(json.at("outcome").get<std::string>());
-  const std::optional<Verdict> verdict = verdict_named(json.at("verdict").get<std::string>());;
+  const std::optional<Verdict> verdict = verdict_named(json.at("verdict").get<std::string>());
+  ;
   if (!conclusion || !verdict)
     throw std::out_of_range("no such outcome");
   result.conclusion = *conclusion;

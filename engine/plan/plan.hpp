@@ -3,7 +3,6 @@
 #include <chrono>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "engine/run/expectation.hpp"

@@ -154,7 +154,7 @@ class PlanReader final : TomlReader {
     std::vector<macro_word> list;
     each(table, key, [&](const toml::node &element) {
       const GivenValue given = value(element, key);
-      const std::int64_t *const number = std::get_if<std::int64_t>(&given);
+      const auto *const number = std::get_if<std::int64_t>(&given);
       list.push_back(number != nullptr ? static_cast<macro_word>(*number) : at(element, [&] {
         return parse_word(std::get<std::string>(given), fmt::format("'{}'", key));
       }));
@@ -219,7 +219,7 @@ class PlanReader final : TomlReader {
     spec.rings = step.rings;
     if (const toml::node *const node = table.get("rw")) {
       const GivenValue given = value(*node, "rw");
-      if (const std::int64_t *const number = std::get_if<std::int64_t>(&given))
+      if (const auto *const number = std::get_if<std::int64_t>(&given))
         spec.direction = static_cast<macro_word>(*number);
       else
         spec.direction = std::get<std::string>(given);

@@ -53,10 +53,10 @@ class TextReporter : public PlanReporter {
       return;
     }
     ++shown_;
-    const std::string reason = result.conclusion == Conclusion::passed
-                                   ? fmt::format("{}{}", name_of(result.verdict),
-                                                 result.verdict == Verdict::pass ? "" : ", as expected")
-                                   : reason_of(result.conclusion, result.verdict, step.verdict);
+    const std::string reason =
+        result.conclusion == Conclusion::passed
+            ? fmt::format("{}{}", name_of(result.verdict), result.verdict == Verdict::pass ? "" : ", as expected")
+            : reason_of(result.conclusion, result.verdict, step.verdict);
     details_ += fmt::format("  {}{}{}: {}{}\n", result.unit, result.values.empty() ? "" : "  ", result.values, reason,
                             step.repeat == 1 ? "" : fmt::format(", run {} of {}", result.runs, step.repeat));
     // What a run that passed said was expected.

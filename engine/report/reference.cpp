@@ -183,9 +183,7 @@ std::string reference_index(std::span<const std::shared_ptr<const Family>> famil
     count += names.size();
     table.add({fmt::format("[{}]({}.md)", plain(family.title), family.name), joined(names, ", ")});
   }
-  return fmt::format("{}# The macros\n\n{} macros in {} families.\n", MADE, count,
-                     families.size())
-         + table.text();
+  return fmt::format("{}# The macros\n\n{} macros in {} families.\n", MADE, count, families.size()) + table.text();
 }
 
 }  // namespace engine

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "engine/report/run_report.hpp"

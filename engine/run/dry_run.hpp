@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,11 +10,11 @@ namespace engine {
 
 /// A write that would have reached the hardware.
 struct PlannedWrite {
-  std::string where;                 ///< the chip, "cpu:0.0"; for a macro that the machine offers, its unit
+  std::string where;                         ///< the chip, "cpu:0.0"; for a macro that the machine offers, its unit
   std::optional<scdb::Primitive> primitive;  ///< the call that made it; nothing where an open ring was put back
-  std::string what;                  ///< "code 0xB0"
-  std::optional<macro_word> before;  ///< what stood there, where it is known
-  std::vector<macro_word> words;     ///< what is written
+  std::string what;                          ///< "code 0xB0"
+  std::optional<macro_word> before;          ///< what stood there, where it is known
+  std::vector<macro_word> words;             ///< what is written
 };
 
 /// While it lives, the primitives work on a copy of the machine, and every write is noted with the chip that it

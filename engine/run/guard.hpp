@@ -32,8 +32,8 @@ class GuardedArea {
   /// The words, for the program to read and write.
   [[nodiscard]] std::span<macro_word> words() { return words_; }
   [[nodiscard]] std::span<const macro_word> words() const { return words_; }
-  /// To be called before the program writes to an area that macros may only read, and after it.  Mostly nothing needs to
-  /// be done; where the system has no second address for the memory, it is opened and closed.
+  /// To be called before the program writes to an area that macros may only read, and after it.  Mostly nothing needs
+  /// to be done; where the system has no second address for the memory, it is opened and closed.
   /// @throw std::bad_alloc
   void open();
   void seal();

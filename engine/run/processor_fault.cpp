@@ -37,7 +37,7 @@ void hand_back(int signal, const siginfo_t *info) {
       sigaction(signal, &former[i], nullptr);
   // A signal that a program sent comes only once.
   if (info->si_code <= 0)
-    raise(signal);
+    static_cast<void>(raise(signal));
 }
 
 void trap(int signal, siginfo_t *info, void *context) {

@@ -3,7 +3,6 @@
 #include <array>
 #include <functional>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "engine/run/bench.hpp"

@@ -33,9 +33,9 @@ class Trace : public scdb::Observer {
 
   Sink sink_;
   unsigned count_ = 0;
-  std::vector<std::string> pending_;             ///< lines of the outermost call under way and those below it
+  std::vector<std::string> pending_;                      ///< lines of the outermost call under way and those below it
   std::array<std::size_t, CallLog::DEPTHS> under_way_{};  ///< for each depth, the index in pending_ of its call
-  std::vector<bool> returned_;                   ///< for each line of pending_
+  std::vector<bool> returned_;                            ///< for each line of pending_
 };
 
 /// A ring bit address as people write it: "0x3C/197" for a bit, "0x3D/2698+8" for a run of eight.

@@ -8,7 +8,6 @@
 #include "engine/text/error.hpp"
 #include "engine/text/file.hpp"
 #include "engine/text/word_file.hpp"
-#include "engine/text/words.hpp"
 
 namespace engine {
 namespace {

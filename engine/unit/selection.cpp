@@ -4,7 +4,6 @@
 
 #include <charconv>
 #include <optional>
-#include <utility>
 #include <vector>
 
 #include "engine/text/error.hpp"

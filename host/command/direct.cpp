@@ -35,10 +35,11 @@ std::vector<scdb::Chip> chips_of(const DirectOptions &options, std::span<const s
 
 void add_direct_options(Command &command, DirectOptions &options) {
   command
-      .add("--unit", options.unit, Takes::unit,
-           fmt::format("Chips to access, one after another: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, "
-                       "or * for all there are; kinds are {}",
-                       kinds_of_units()))
+      .add(
+          "--unit", options.unit, Takes::unit,
+          fmt::format("Chips to access, one after another: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, "
+                      "or * for all there are; kinds are {}",
+                      kinds_of_units()))
       ->required();
   add_trace_option(command, options.trace);
   add_timeout_option(command, options.timeout);

@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <csignal>
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <vector>

@@ -159,6 +159,9 @@ class RunCommand {
   std::size_t planned_ = 0;  ///< writes reported so far
 };
 
+constexpr const char *DRY_RUN_EXAMPLE =
+    "mcrhost run cp_9A12_0101 --unit cpu:0.0 --rw write --para 0x0D --data 0x12345 --state bench.state --dry-run";
+
 }  // namespace
 
 void add_run(Command &program, Action &action) {
@@ -171,9 +174,7 @@ void add_run(Command &program, Action &action) {
                     "mcrhost run cp_9A12_0101 --unit cpu:0.0 --rw write --para 0x0D --data 0x12345",
                     "mcrhost run 9A11 --unit cpu --keep-going --machine dead-chip --json",
                     "mcrhost run cp_9A10_0101 --unit cpu:0.0 --unit cpu:1 --timeout 30",
-                    "mcrhost run cp_9A20_0101 --unit cpu:0.0 --para 0x10000001 --trace=calls.txt",
-                    "mcrhost run cp_9A12_0101 --unit cpu:0.0 --rw write --para 0x0D --data 0x12345 --state bench.state "
-                    "--dry-run",
+                    "mcrhost run cp_9A20_0101 --unit cpu:0.0 --para 0x10000001 --trace=calls.txt", DRY_RUN_EXAMPLE,
                     "mcrhost run cp_9A10_0101 --unit cpu:0.0 --data-out before.bin",
                     "mcrhost run cp_9A10_0101 --unit cpu:0.0 --expect before.bin --repeat 100"},
        .paragraphs = {"A unit of several chips is run on each chip alone, unless the macro takes all of them at once "

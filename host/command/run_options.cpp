@@ -67,9 +67,10 @@ macro_word times_of(const RunOptions &options) {
 void add_unit_options(Command &command, RunOptions &options) {
   command
       .add("--unit", options.units, Takes::unit,
-           fmt::format("Unit to work on, may be repeated: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, or "
-                       "* for all there are; kinds are {}; places are joined by +",
-                       kinds_of_units()))
+           fmt::format(
+               "Unit to work on, may be repeated: KIND[:BOARDS[.CHIPS]], each a number, a list such as 0,2-3, or "
+               "* for all there are; kinds are {}; places are joined by +",
+               kinds_of_units()))
       ->allow_extra_args(false);
   command.add("--unit-type", options.unit_type, Takes::number, "The unit in words: _UNIT_TYPE");
   command.add("--unit-no", options.unit_number, Takes::number, "The unit in words: _UNIT_NO, a board mask");

@@ -59,8 +59,8 @@ CallResult perform(Primitive primitive, const Report &to, Describe &&describe, B
 }
 
 /// Makes sure that the caller's memory is there before the machine is touched: where it is not, the access faults now,
-/// when nothing has been done yet, and never halfway.  Memory comes and goes by pages of 4 KiB or more: one word of each
-/// is enough, the first.
+/// when nothing has been done yet, and never halfway.  Memory comes and goes by pages of 4 KiB or more: one word of
+/// each is enough, the first.
 /// @param words    what the machine will read, or write to; at least one.
 /// @param written  whether it will write there: the words are written as they are.
 inline void touch(std::span<macro_word> words, bool written) {
