@@ -10,7 +10,7 @@ toml::table Reader::parse(std::string_view source) const {
   try {
     return toml::parse(source, std::string_view{origin_});
   } catch (const toml::parse_error &error) {
-    fail(error.source().begin, error.description());
+    fail_at(error.source().begin, error.description());
   }
 }
 
@@ -18,14 +18,14 @@ std::string Reader::where(const toml::source_position &at) const {
   return fmt::format("{}:{}:{}", origin_, at.line, at.column);
 }
 
-void Reader::fail(const toml::source_position &at, std::string_view message) const {
+void Reader::fail_at(const toml::source_position &at, std::string_view message) const {
   std::rethrow_exception(error(fmt::format("{}: {}", where(at), message)));
 }
 
 void Reader::check_keys(const toml::table &table, std::span<const std::string_view> accepted) const {
   for (const auto &[key, node] : table)
     if (std::ranges::find(accepted, key.str()) == accepted.end())
-      fail(key.source().begin,
+      fail_at(key.source().begin,
            fmt::format("unknown key '{}'; accepted here: {}", key.str(), fmt::join(accepted, ", ")));
 }
 

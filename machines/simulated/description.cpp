@@ -183,7 +183,7 @@ void DescriptionReader::read_rings(const Kind &kind, const toml::table &table) {
   for (const auto &[key, node] : table) {
     const std::optional<macro_word> code = number_in(key.str());
     if (!code || *code > 0xFF)
-      fail(key.source().begin, fmt::format("unknown key '{}'; accepted here: ring codes from 0 to 0xFF", key.str()));
+      fail_at(key.source().begin, fmt::format("unknown key '{}'; accepted here: ring codes from 0 to 0xFF", key.str()));
     into_.rings[static_cast<std::size_t>(kind.kind)][*code] =
         static_cast<std::size_t>(integer(node, "a ring's length in bits", 0, static_cast<std::int64_t>(LONGEST_RING)));
   }
