@@ -26,7 +26,7 @@ void Reader::check_keys(const toml::table &table, std::span<const std::string_vi
   for (const auto &[key, node] : table)
     if (std::ranges::find(accepted, key.str()) == accepted.end())
       fail_at(key.source().begin,
-           fmt::format("unknown key '{}'; accepted here: {}", key.str(), fmt::join(accepted, ", ")));
+              fmt::format("unknown key '{}'; accepted here: {}", key.str(), fmt::join(accepted, ", ")));
 }
 
 std::int64_t Reader::integer(const toml::node &node, std::string_view what, std::int64_t least,

@@ -35,7 +35,9 @@ class Reader {
   [[nodiscard]] std::string where(const toml::source_position &at) const;
   [[nodiscard]] std::string where(const toml::node &node) const { return where(node.source().begin); }
   [[noreturn]] void fail_at(const toml::source_position &at, std::string_view message) const;
-  [[noreturn]] void fail(const toml::node &node, std::string_view message) const { fail_at(node.source().begin, message); }
+  [[noreturn]] void fail(const toml::node &node, std::string_view message) const {
+    fail_at(node.source().begin, message);
+  }
   /// Refuses keys that are not in the list.
   void check_keys(const toml::table &table, std::span<const std::string_view> accepted) const;
   void check_keys(const toml::table &table, std::initializer_list<std::string_view> accepted) const {

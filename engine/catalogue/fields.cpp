@@ -318,7 +318,7 @@ macro_word direction_of(const DirectionChoice &choice, const MacroEntry *entry) 
     throw InputError({fmt::format("{} needs a direction; give ", entry->name), Subject::direction,
                       fmt::format(" {}", joined(names, " or "))});
   }
-  const std::string &text = std::get<std::string>(choice);
+  const auto &text = std::get<std::string>(choice);
   if (has_directions)
     if (const MacroDirection *const direction = entry->direction(text))
       return direction->rw;

@@ -110,13 +110,13 @@ void DescriptionReader::read(std::string_view source) {
     each_table(*node, "fault", [this](const toml::table &fault) { read_fault(fault); });
 
   if (into_.name.empty())
-    fail({1, 1}, "the machine has no name: write name = \"...\"");
+    fail_at({1, 1}, "the machine has no name: write name = \"...\"");
   bool any = false;
   for (unsigned board = 0; board < scdb::BOARDS; ++board)
     for (const Kind &kind : CHIP_KINDS)
       any |= into_.chips_on(board, kind.kind) != 0;
   if (!any)
-    fail({1, 1}, "the machine has no chip: write boards = 2 and a table [chips]");
+    fail_at({1, 1}, "the machine has no chip: write boards = 2 and a table [chips]");
 }
 
 void DescriptionReader::read_base(const toml::node &node) {
