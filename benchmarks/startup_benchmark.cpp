@@ -87,7 +87,8 @@ MCRHOST_BENCHMARK(list, {"list"});
 MCRHOST_BENCHMARK(show, {"show", "cp_9A12_0101"});
 MCRHOST_BENCHMARK(run_five_calls, {"run", "cp_9A11_0101", "--unit", "cpu:0.0"});
 MCRHOST_BENCHMARK(run_on_large_machine, {"run", "cp_9A11_0101", "--unit", "cpu:0.0", "--machine", "large"});
-MCRHOST_BENCHMARK(run_crossbar_dump, {"run", "xb_9408_0101", "--unit", "xb:0.0", "--json"});
+MCRHOST_BENCHMARK(run_crossbar_dump, {"run", "xb_9408_0101", "--unit", "xb:0.0"});
+MCRHOST_BENCHMARK(run_crossbar_dump_as_json, {"run", "xb_9408_0101", "--unit", "xb:0.0", "--json"});
 
 }  // namespace
 
