@@ -54,34 +54,34 @@ BenchSource source(std::string state = {}, std::string catalogue = {}) {
   return {{}, std::move(state), {MACRO_LIBRARY, BAD_MACROS}, std::move(catalogue)};
 }
 
-RunRequest request_of(Bench &bench, const RunSpec &spec, const std::string &unit = "cpu:0.0") {
+RunRequest request_of(Bench &bench, const RunOrder &order, const std::string &unit = "cpu:0.0") {
   bench.macros();
-  RunRequest request = make_request(spec, bench.catalogue());
+  RunRequest request = make_request(order, bench.catalogue());
   request.unit = parse_selection(unit, bench.chips());
   return request;
 }
 
-RunSpec spec_of(std::string macro, std::vector<macro_word> para, OpenRings rings = OpenRings::usual) {
-  RunSpec spec;
-  spec.macro = std::move(macro);
-  spec.para = std::move(para);
-  spec.rings = rings;
-  return spec;
+RunOrder order_of(std::string macro, std::vector<macro_word> para, OpenRings rings = OpenRings::usual) {
+  RunOrder order;
+  order.macro = std::move(macro);
+  order.para = std::move(para);
+  order.rings = rings;
+  return order;
 }
 
 /// Accesses a word of an area: 0 _PARA, 1 _DATA, 2 _ERR, 3 _EXP, 4 _MRING.
-RunSpec poke(macro_word area, int index, std::optional<macro_word> data_words, macro_word rw = RW_WRITE) {
-  RunSpec spec = spec_of("sp_0001_0101", {area, static_cast<macro_word>(index)});
-  spec.direction = rw;
-  spec.data_words = data_words;
-  return spec;
+RunOrder poke(macro_word area, int index, std::optional<macro_word> data_words, macro_word rw = RW_WRITE) {
+  RunOrder order = order_of("sp_0001_0101", {area, static_cast<macro_word>(index)});
+  order.direction = rw;
+  order.data_words = data_words;
+  return order;
 }
 
 /// Crashes inside a primitive.
-RunSpec crash() {
-  RunSpec spec = spec_of("sp_0002_0101", {8});
-  spec.data_words = 8;
-  return spec;
+RunOrder crash() {
+  RunOrder order = order_of("sp_0002_0101", {8});
+  order.data_words = 8;
+  return order;
 }
 
 std::vector<macro_word> ring_of(scdb::Machine &machine) {
@@ -108,7 +108,7 @@ std::string sentences(const Judgement &judgement) {
 TEST(Areas, AreLeftAndSaid) {
   constexpr const char *AFTER = ", after primitive call 1, lmcr_wait";
   struct Row {
-    RunSpec spec;
+    RunOrder order;
     std::string said;  ///< after "read of" and the like
   };
   const std::vector<Row> rows{
@@ -133,7 +133,7 @@ TEST(Areas, AreLeftAndSaid) {
   };
   Bench bench{source()};
   for (const Row &row : rows) {
-    const RunRequest request = request_of(bench, row.spec, "sp:0.0");
+    const RunRequest request = request_of(bench, row.order, "sp:0.0");
     const RunResult run = bench.run(request, nullptr);
     const Judgement judgement = judge(request, run, {});
     EXPECT_EQ(judgement.conclusion, row.said.empty() ? Conclusion::passed : Conclusion::error) << row.said;
@@ -163,7 +163,7 @@ TEST(Areas, HaveTheSizeThatTheCatalogueTells) {
     const RunResult last = bench.run(request_of(bench, poke(1, 7, {}), "sp:0.0"), nullptr);
     EXPECT_TRUE(last.ok());
     EXPECT_EQ(last.data.size(), 8);
-    EXPECT_TRUE(bench.run(request_of(bench, spec_of("sp_0006_0101", {8}), "sp:0.0"), nullptr).ok());
+    EXPECT_TRUE(bench.run(request_of(bench, order_of("sp_0006_0101", {8}), "sp:0.0"), nullptr).ok());
     const RunResult run = bench.run(request_of(bench, poke(1, 8, {}), "sp:0.0"), nullptr);
     ASSERT_TRUE(run.crash && run.crash->breach);
     EXPECT_EQ(describe(*run.crash->breach), "_DATA[8], 1 word past its end (it has 8 words)");
@@ -186,10 +186,10 @@ TEST(Areas, WordsThatWereWritten) {
            // A word that the caller gave counts as written only when it changes.
            {RW_READ, {5, 6, 0x12345678}, {}},
        }) {
-    RunSpec spec = spec_of("sp_0006_0101", {2});
-    spec.direction = row.rw;
-    spec.data = row.data;
-    EXPECT_EQ(bench.run(request_of(bench, spec, "sp:0.0"), nullptr).data, row.written);
+    RunOrder order = order_of("sp_0006_0101", {2});
+    order.direction = row.rw;
+    order.data = row.data;
+    EXPECT_EQ(bench.run(request_of(bench, order, "sp:0.0"), nullptr).data, row.written);
   }
 }
 
@@ -221,7 +221,7 @@ TEST(OpenRings, AfterARun) {
     machine->takes_rings = row.takes_rings;
     const std::vector<macro_word> before = ring_of(*machine);
     Bench bench{source(), std::move(machine)};
-    const RunRequest request = request_of(bench, spec_of("sp_0007_0101", {RING}, row.rings));
+    const RunRequest request = request_of(bench, order_of("sp_0007_0101", {RING}, row.rings));
     const RunResult run = bench.run(request, nullptr);
     const Judgement judgement = judge(request, run, {});
     EXPECT_EQ(sentences(judgement), row.said);
@@ -230,13 +230,13 @@ TEST(OpenRings, AfterARun) {
     if (row.open == 1 && row.takes_rings) {
       // The run that follows is not to blame, whether they are put back after it or not.
       clear_ring(bench);
-      const RunRequest innocent = request_of(bench, spec_of("sp_0005_0101", {1, 2}), "sp:0.0");
+      const RunRequest innocent = request_of(bench, order_of("sp_0005_0101", {1, 2}), "sp:0.0");
       const RunResult after = bench.run(innocent, nullptr);
       EXPECT_EQ(judge(innocent, after, {}).conclusion, Conclusion::passed) << row.said;
       EXPECT_EQ(after.rings.at(0).fate, row.simulated ? RingLeft::Fate::restored : RingLeft::Fate::still_open);
       if (row.simulated)
         continue;
-      const RunRequest next = request_of(bench, spec_of("sp_0005_0101", {1, 2}, OpenRings::restore), "sp:0.0");
+      const RunRequest next = request_of(bench, order_of("sp_0005_0101", {1, 2}, OpenRings::restore), "sp:0.0");
       EXPECT_EQ(bench.run(next, nullptr).rings.size(), 1);
       EXPECT_EQ(ring_of(bench.machine()), before);
     }
@@ -246,13 +246,13 @@ TEST(OpenRings, AfterARun) {
 // Crashes.
 
 TEST(Crashes, InsideAPrimitiveLeaveTheMachineBetweenTwoAccesses) {
-  RunSpec spec = spec_of("sp_000C_0101", {0x12345678});
-  spec.data_words = 8;
+  RunOrder order = order_of("sp_000C_0101", {0x12345678});
+  order.data_words = 8;
   for (const bool real : {false, true}) {
     const support::Folder folder;
     Bench bench{source(folder.path("state")), real ? std::make_unique<Hardware>() : nullptr};
     const std::vector<macro_word> before = ring_of(bench.machine());
-    const RunRequest request = request_of(bench, spec);
+    const RunRequest request = request_of(bench, order);
     const RunResult run = bench.run(request, nullptr);
     const Judgement judgement = judge(request, run, {});
     EXPECT_EQ(judgement.verdict, Verdict::error);
@@ -271,21 +271,21 @@ TEST(Crashes, InsideAPrimitiveLeaveTheMachineBetweenTwoAccesses) {
 
 TEST(Crashes, OutsideOfPrimitivesLeaveTheMachineAlone) {
   struct Row {
-    RunSpec spec;
+    RunOrder order;
     std::string place;
     std::string end;
   };
-  RunSpec nested = spec_of("sp_0005_0101", {1, 131072});
+  RunOrder nested = order_of("sp_0005_0101", {1, 131072});
   nested.direction = RW_WRITE;
   const std::string nowhere = "invalid memory access at address 0x";
   Bench bench{source(), std::make_unique<Hardware>()};
   for (const Row &row : std::vector<Row>{
-           {spec_of("sp_0003_0101", {}), nowhere + "40 outside every area of the macro", "before any primitive call"},
-           {spec_of("sp_000B_0101", {}), nowhere, " outside every area of the macro, before any primitive call"},
-           {spec_of("sp_0004_0101", {}), nowhere, " outside every area of the macro, before any primitive call"},
+           {order_of("sp_0003_0101", {}), nowhere + "40 outside every area of the macro", "before any primitive call"},
+           {order_of("sp_000B_0101", {}), nowhere, " outside every area of the macro, before any primitive call"},
+           {order_of("sp_0004_0101", {}), nowhere, " outside every area of the macro, before any primitive call"},
            {nested, "_DATA[131072]", "after primitive call 2, lmcr_wait"},
        }) {
-    const RunRequest request = request_of(bench, row.spec, "sp:0.0");
+    const RunRequest request = request_of(bench, row.order, "sp:0.0");
     const RunResult run = bench.run(request, nullptr);
     const Judgement judgement = judge(request, run, {});
     ASSERT_EQ(judgement.failures.size(), 1);
@@ -297,17 +297,17 @@ TEST(Crashes, OutsideOfPrimitivesLeaveTheMachineAlone) {
 
 TEST(Crashes, LeaveADryRunDry) {
   Bench bench{source()};
-  RunSpec spec;
-  spec.macro = "9A12";
-  spec.direction = "write";
-  spec.fields = {{"group", macro_word{1}}, {"index", macro_word{5}}, {"value", macro_word{0x12345}}};
-  RunSpec read = spec;
+  RunOrder order;
+  order.macro = "9A12";
+  order.direction = "write";
+  order.fields = {{"group", macro_word{1}}, {"index", macro_word{5}}, {"value", macro_word{0x12345}}};
+  RunOrder read = order;
   read.direction = "read";
   read.fields.pop_back();
   const DataWords before = bench.run(request_of(bench, read), nullptr).data;
   DryRun &dry = bench.begin_dry_run();
   static_cast<void>(bench.run(request_of(bench, crash(), "sp:0.0"), nullptr));
-  EXPECT_TRUE(bench.run(request_of(bench, spec), nullptr).ok());
+  EXPECT_TRUE(bench.run(request_of(bench, order), nullptr).ok());
   EXPECT_EQ(dry.writes().size(), 1);
   bench.end_dry_run();
   EXPECT_EQ(bench.run(request_of(bench, read), nullptr).data, before);
@@ -396,7 +396,7 @@ TEST(Stops, AtACallAndFromThenOn) {
   Bench bench{source()};
   StopSource source;
   StopToken token{&source};
-  const RunRequest request = request_of(bench, spec_of("cp_9A10_0101", {}));
+  const RunRequest request = request_of(bench, order_of("cp_9A10_0101", {}));
   Asking asking{source, 5};
   const scdb::Observing observing{asking};
   const RunResult run = bench.run(request, &token);
@@ -411,7 +411,7 @@ TEST(Stops, SkipTheUnitsThatFollow) {
   Bench bench{source()};
   StopSource source;
   StopToken token{&source};
-  const RunRequest request = request_of(bench, spec_of("cp_9A12_0101", {0x0D}));
+  const RunRequest request = request_of(bench, order_of("cp_9A12_0101", {0x0D}));
   const std::vector<Selection> units = single_chips(parse_selection("cpu", bench.chips()), bench.chips());
   std::string told;
   unsigned runs = 0;
@@ -630,56 +630,56 @@ std::string_view own_name(Subject subject) {
 
 TEST(Requests, AreRefusedInTheClientsWords) {
   struct Row {
-    RunSpec spec;
+    RunOrder order;
     std::string neutral;
     std::string own;
   };
-  const auto with = [](RunSpec spec, const std::function<void(RunSpec &)> &change) {
-    change(spec);
-    return spec;
+  const auto with = [](RunOrder order, const std::function<void(RunOrder &)> &change) {
+    change(order);
+    return order;
   };
-  const RunSpec read = spec_of("9A12", {});
+  const RunOrder read = order_of("9A12", {});
   const std::vector<Row> rows{
-      {spec_of("--para", {}), "there is no macro '--para'; the list of macros shows those there are",
+      {order_of("--para", {}), "there is no macro '--para'; the list of macros shows those there are",
        "there is no macro '--para'; <list> shows those there are"},
-      {spec_of("cp_9A1O", {}), "there is no macro 'cp_9A1O'; the nearest: cp_9A10_0101, cp_9A11_0101, cp_9A12_0101",
+      {order_of("cp_9A1O", {}), "there is no macro 'cp_9A1O'; the nearest: cp_9A10_0101, cp_9A11_0101, cp_9A12_0101",
        ""},
-      {spec_of("0009", {}), "'0009' means several macros; give the whole name: sp_0009_0101, sp_0009_0102", ""},
-      {with(read, [](RunSpec &spec) { spec.direction = "_PARA"; }),
+      {order_of("0009", {}), "'0009' means several macros; give the whole name: sp_0009_0101, sp_0009_0102", ""},
+      {with(read, [](RunOrder &order) { order.direction = "_PARA"; }),
        "direction: '_PARA' is no direction; give read (1), write (2), none (-1) or a number",
        "<direction>: '_PARA' is no direction; give read (1), write (2), none (-1) or a number"},
       {with(read,
-            [](RunSpec &spec) {
-              spec.fields = {{"group", "--para"}};
+            [](RunOrder &order) {
+              order.fields = {{"group", "--para"}};
             }),
        "group=--para: accepted are bytes (0), 1, 2; _PARA gives other words to the macro",
        "group=--para: accepted are bytes (0), 1, 2; <words> gives other words to the macro"},
-      {with(read, [](RunSpec &spec) { spec.data_words = 0; }),
+      {with(read, [](RunOrder &order) { order.data_words = 0; }),
        "cp_9A12_0101 needs group=VALUE, group of eight registers; accepted are bytes (0), 1, 2", ""},
-      {with(spec_of("9A12", {8}), [](RunSpec &spec) { spec.data_words = 0; }),
+      {with(order_of("9A12", {8}), [](RunOrder &order) { order.data_words = 0; }),
        "size of _DATA: 0 is out of range; give 1 to 16777216", "<size>: 0 is out of range; give 1 to 16777216"},
-      {with(spec_of("9A12", {8}), [](RunSpec &spec) { spec.data_words = DATA_WORDS_LIMIT + 1; }),
+      {with(order_of("9A12", {8}), [](RunOrder &order) { order.data_words = DATA_WORDS_LIMIT + 1; }),
        "size of _DATA: 16777217 is out of range; give 1 to 16777216",
        "<size>: 16777217 is out of range; give 1 to 16777216"},
-      {with(spec_of("9A12", {8}),
-            [](RunSpec &spec) {
-              spec.data = {1, 2};
-              spec.data_words = 1;
+      {with(order_of("9A12", {8}),
+            [](RunOrder &order) {
+              order.data = {1, 2};
+              order.data_words = 1;
             }),
        "size of _DATA: _DATA of 1 words does not hold the 2 words of _DATA",
        "<size>: _DATA of 1 words does not hold the 2 words of <data>"},
-      {with(spec_of("9A12", {8}), [](RunSpec &spec) { spec.direction = "write"; }),
+      {with(order_of("9A12", {8}), [](RunOrder &order) { order.direction = "write"; }),
        "cp_9A12_0101 reads 1 word of _DATA with direction write, and none is given; give it with _DATA, or value=",
        "cp_9A12_0101 reads 1 word of _DATA with direction write, and none is given; give it with <data>, or value="},
-      {with(spec_of("sp_0001_0101", {}),
-            [](RunSpec &spec) {
-              spec.fields = {{"area", macro_word{1}}};
+      {with(order_of("sp_0001_0101", {}),
+            [](RunOrder &order) {
+              order.fields = {{"area", macro_word{1}}};
             }),
        "'area=1': the catalogue does not know sp_0001_0101; give its words with _PARA",
        "'area=1': the catalogue does not know sp_0001_0101; give its words with <words>"},
-      {with(spec_of("io_9685", {}),
-            [](RunSpec &spec) {
-              spec.fields = {{"macro", macro_word{0x9A10}}};
+      {with(order_of("io_9685", {}),
+            [](RunOrder &order) {
+              order.fields = {{"macro", macro_word{0x9A10}}};
             }),
        "macro=0x9A10: cp_9A10_0101 uses 48 words of _DATA, and io_9685_0101 has room for 2", ""},
   };
@@ -687,7 +687,7 @@ TEST(Requests, AreRefusedInTheClientsWords) {
   bench.macros();
   for (const Row &row : rows)
     try {
-      static_cast<void>(make_request(row.spec, bench.catalogue()));
+      static_cast<void>(make_request(row.order, bench.catalogue()));
       ADD_FAILURE() << row.neutral;
     } catch (const InputError &error) {
       EXPECT_EQ(std::string{error.what()}, row.neutral);

@@ -215,20 +215,20 @@ class PlanReader final : TomlReader {
     const toml::node &place_of_macro = needed(table, "macro");
     const scdb::Macro &macro = at(place_of_macro, [&] { return std::cref(macro_named(name)); });
     const std::shared_ptr<const MacroEntry> entry = at(place_of_macro, [&] { return catalogue_.find(macro.name); });
-    RunSpec spec;
-    spec.rings = step.rings;
+    RunOrder order;
+    order.rings = step.rings;
     if (const toml::node *const node = table.get("rw")) {
       const GivenValue given = value(*node, "rw");
       if (const auto *const number = std::get_if<std::int64_t>(&given))
-        spec.direction = static_cast<macro_word>(*number);
+        order.direction = static_cast<macro_word>(*number);
       else
-        spec.direction = std::get<std::string>(given);
+        order.direction = std::get<std::string>(given);
     }
-    spec.para = words(table, "para");
-    spec.data = words(table, "data");
+    order.para = words(table, "para");
+    order.data = words(table, "data");
     if (const toml::table *const fields = table_of(table, "fields", "{index = 5}"))
       for (const auto &[key, node] : *fields)
-        spec.fields.push_back({std::string{key.str()}, value(node, key.str())});
+        order.fields.push_back({std::string{key.str()}, value(node, key.str())});
     const std::vector<Loop> loops = this->loops(table);
     std::size_t count = 1;
     for (const Loop &loop : loops) {
@@ -248,7 +248,7 @@ class PlanReader final : TomlReader {
       PlanVariant variant;
       if (one_of_several)
         variant.values = macro.name;
-      RunSpec own = spec;
+      RunOrder own = order;
       for (std::size_t rest = i, behind = count; const Loop &loop : loops) {
         behind /= loop.values.size();
         own.fields.push_back({loop.field, loop.values[rest / behind]});

@@ -11,14 +11,14 @@ namespace engine {
 namespace {
 
 /// The size of _DATA: what is asked for, else what the catalogue says that the macro uses.
-std::size_t data_size(const RunSpec &spec, const RunRequest &request) {
+std::size_t data_size(const RunOrder &order, const RunRequest &request) {
   const std::size_t given = request.data.size();
-  if (!spec.data_words) {
+  if (!order.data_words) {
     const std::optional<std::size_t> used =
         request.entry ? Arguments{*request.entry, request.rw, request.para}.area_words() : std::nullopt;
     return std::max(given, used.value_or(DEFAULT_DATA_WORDS));
   }
-  const macro_word words = *spec.data_words;
+  const macro_word words = *order.data_words;
   if (words == 0 || words > DATA_WORDS_LIMIT)
     throw InputError{Subject::data_words, fmt::format("{} is out of range; give 1 to {}", words, DATA_WORDS_LIMIT)};
   if (words < given)
@@ -48,28 +48,28 @@ void check_called_macros(const RunRequest &request, const Catalogue &catalogue) 
 
 }  // namespace
 
-RunRequest make_request(const RunSpec &spec, const Catalogue &catalogue) {
-  const scdb::Macro &macro = macro_named(spec.macro);
-  return make_request(spec, macro, catalogue.find(macro.name), catalogue);
+RunRequest make_request(const RunOrder &order, const Catalogue &catalogue) {
+  const scdb::Macro &macro = macro_named(order.macro);
+  return make_request(order, macro, catalogue.find(macro.name), catalogue);
 }
 
-RunRequest make_request(const RunSpec &spec, const scdb::Macro &macro, std::shared_ptr<const MacroEntry> entry,
+RunRequest make_request(const RunOrder &order, const scdb::Macro &macro, std::shared_ptr<const MacroEntry> entry,
                         const Catalogue &catalogue) {
   RunRequest request;
   request.macro = &macro;
   request.entry = std::move(entry);
-  request.rw = direction_of(spec.direction, request.entry.get());
-  request.rings = spec.rings;
-  RunWords words{spec.para, spec.data};
+  request.rw = direction_of(order.direction, request.entry.get());
+  request.rings = order.rings;
+  RunWords words{order.para, order.data};
   if (request.entry)
-    words = with_fields(*request.entry, request.rw, std::move(words), spec.fields);
-  else if (!spec.fields.empty())
+    words = with_fields(*request.entry, request.rw, std::move(words), order.fields);
+  else if (!order.fields.empty())
     throw InputError({fmt::format("'{}': the catalogue does not know {}; give its words with ",
-                                  describe(spec.fields.front()), request.macro->name),
+                                  describe(order.fields.front()), request.macro->name),
                       Subject::para, ""});
   request.para = std::move(words.para);
   request.data = std::move(words.data);
-  request.data_words = data_size(spec, request);
+  request.data_words = data_size(order, request);
   if (request.entry)
     check_called_macros(request, catalogue);
   return request;

@@ -16,7 +16,7 @@ inline constexpr macro_word DATA_WORDS_LIMIT = macro_word{1} << 24;
 inline constexpr macro_word REPEAT_LIMIT = 1'000'000;
 
 /// A run as it is asked for; all but the macro may be left out.
-struct RunSpec {
+struct RunOrder {
   std::string macro;  ///< name or test number
   DirectionChoice direction;
   std::vector<FieldValue> fields;
@@ -29,11 +29,11 @@ struct RunSpec {
 /// What is to be run, but for the unit.  The macro libraries must have been loaded.
 /// @throw InputError for an unknown macro, and for words and fields that the macro does not accept; the message says
 ///        what would be right.
-[[nodiscard]] RunRequest make_request(const RunSpec &spec, const Catalogue &catalogue);
+[[nodiscard]] RunRequest make_request(const RunOrder &order, const Catalogue &catalogue);
 
-/// The same of a macro that is known already; that of `spec` is not looked at.
+/// The same of a macro that is known already; that of `order` is not looked at.
 /// @param entry  null where the catalogue has none.
-[[nodiscard]] RunRequest make_request(const RunSpec &spec, const scdb::Macro &macro,
+[[nodiscard]] RunRequest make_request(const RunOrder &order, const scdb::Macro &macro,
                                       std::shared_ptr<const MacroEntry> entry, const Catalogue &catalogue);
 
 }  // namespace engine

@@ -34,7 +34,7 @@ class RunCommand {
                     {"--machine", options.common.machine}});
     static_cast<void>(bench_->machine());
     bench_->macros();
-    request_ = make_request(spec_of(options), bench_.catalogue());
+    request_ = make_request(order_of(options), bench_.catalogue());
     units_ = units_of(options, request_, *bench_);
     rules_ = rules_of(options);
     if (!options.data_out.empty() && units_.size() > 1)

@@ -144,33 +144,33 @@ void add_run_options(Command &command, RunOptions &options) {
   add_common_options(command, options.common);
 }
 
-RunSpec spec_of(const RunOptions &options) {
-  RunSpec spec;
-  spec.macro = options.macro;
+RunOrder order_of(const RunOptions &options) {
+  RunOrder order;
+  order.macro = options.macro;
   if (!options.rw.empty())
-    spec.direction = options.rw;
+    order.direction = options.rw;
   for (const std::string &text : options.fields) {
     const std::size_t sign = text.find('=');
     if (sign == std::string::npos || sign == 0)
       throw InputError(fmt::format("'{}' gives no field; write NAME=VALUE", text));
-    spec.fields.push_back({text.substr(0, sign), text.substr(sign + 1)});
+    order.fields.push_back({text.substr(0, sign), text.substr(sign + 1)});
   }
-  spec.para = parse_words(options.para, "--para");
-  spec.data = parse_words(options.data, "--data");
+  order.para = parse_words(options.para, "--para");
+  order.data = parse_words(options.data, "--data");
   if (!options.data_in.empty()) {
-    if (!spec.data.empty())
+    if (!order.data.empty())
       throw InputError("the words of _DATA are given twice: by --data and by --data-in; give one of them");
-    spec.data = read_words(options.data_in, "--data-in");
-    if (spec.data.size() > DATA_WORDS_LIMIT)
+    order.data = read_words(options.data_in, "--data-in");
+    if (order.data.size() > DATA_WORDS_LIMIT)
       throw InputError(fmt::format("--data-in: '{}' keeps {} words; _DATA takes up to {}", options.data_in,
-                                   spec.data.size(), DATA_WORDS_LIMIT));
+                                   order.data.size(), DATA_WORDS_LIMIT));
   }
   if (!options.data_words.empty())
-    spec.data_words = number_up_to(DATA_WORDS_LIMIT, options.data_words, "--data-words");
-  spec.rings = options.restore_open_rings ? OpenRings::restore
-               : options.keep_open_rings  ? OpenRings::keep
-                                          : OpenRings::usual;
-  return spec;
+    order.data_words = number_up_to(DATA_WORDS_LIMIT, options.data_words, "--data-words");
+  order.rings = options.restore_open_rings ? OpenRings::restore
+                : options.keep_open_rings  ? OpenRings::keep
+                                           : OpenRings::usual;
+  return order;
 }
 
 std::vector<Selection> units_of(const RunOptions &options, const RunRequest &request, Bench &bench) {

@@ -45,7 +45,7 @@ void add_run_options(Command &command, RunOptions &options);
 
 /// The run that they ask for, but for its unit.
 /// @throw InputError
-[[nodiscard]] RunSpec spec_of(const RunOptions &options);
+[[nodiscard]] RunOrder order_of(const RunOptions &options);
 
 /// The units that the macro is run on, one after another: single chips, unless it takes all chips of a unit together or
 /// the options want it so.
